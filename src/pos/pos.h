@@ -1,0 +1,102 @@
+// Proof-obligation files: the status vocabulary, the names of the format,
+// the metrics of one file and the maintenance operations on PO documents.
+#ifndef POS_POS_H
+#define POS_POS_H
+
+#include <QDomDocument>
+#include <QString>
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace pos {
+
+enum status_t : std::int32_t {
+    UNPROVED = 0,
+    UNKNOWN = 1,
+    UNRELIABLY_PROVED = 2,
+    PROVED = 3,
+    DISPROVED = 4,
+};
+
+extern const QString TAG_PROOF_OBLIGATIONS;
+extern const QString TAG_PROOF_OBLIGATION;
+extern const QString TAG_PROOF_STATE;
+extern const QString TAG_SIMPLE_GOAL;
+extern const QString TAG_TAG;
+extern const QString TAG_MECHANISM;
+extern const QString TAG_DRIVER;
+extern const QString TAG_IAPA;
+extern const QString TAG_STATUS;
+
+extern const QString ATTR_AUTHOR;
+extern const QString ATTR_STATUS;
+extern const QString ATTR_NAME;
+extern const QString ATTR_PROOF_STATE;
+extern const QString ATTR_VALUE;
+
+extern const QString ATTR_VALUE_UNPROVED;
+extern const QString ATTR_VALUE_PROVED;
+extern const QString ATTR_VALUE_PROVED_ZERO;
+extern const QString ATTR_VALUE_PROVED_ONE;
+extern const QString ATTR_VALUE_PROVED_TWO;
+extern const QString ATTR_VALUE_PROVED_THREE;
+extern const QString ATTR_VALUE_PROVED_UTIL;
+extern const QString ATTR_VALUE_UNRELIABLY_PROVED;
+extern const QString ATTR_VALUE_DISPROVED;
+extern const QString ATTR_VALUE_UNKNOWN;
+extern const QString ATTR_VALUE_VALID;
+extern const QString ATTR_VALUE_INVALID;
+
+// One-character mark per status; UNPROVED and UNKNOWN share "-".
+extern const std::map<status_t, char> charOfStatus;
+
+// Spaces per nesting level when the module writes XML.
+extern const int XML_INDENT;
+
+// Throws std::out_of_range ("map::at") for a value outside the vocabulary.
+status_t proofStatusOfAttrValue(QString const& value);
+// Throws std::out_of_range ("map::at") for a status outside 0..4.
+QString strOfProofStatus(status_t const& status);
+std::ostream& operator<<(std::ostream& os, status_t const& status);
+
+struct driver_metrics_t {
+    std::uint32_t nb_unproved = 0;
+    std::uint32_t nb_unknown = 0;
+    std::uint32_t nb_proved = 0;
+    std::uint32_t nb_disproved = 0;
+};
+
+struct mechanism_metrics_t {
+    std::uint32_t nb_unproved = 0;
+    std::uint32_t nb_unknown = 0;
+    std::uint32_t nb_proved = 0;
+    std::uint32_t nb_unreliably_proved = 0;
+    std::uint32_t nb_disproved = 0;
+    std::map<std::string, std::unique_ptr<driver_metrics_t>> drivers;
+};
+
+struct metrics_t {
+    std::uint32_t nb_po = 0;
+    std::uint32_t nb_unproved = 0;
+    std::uint32_t nb_proved = 0;
+    std::uint32_t nb_unreliably_proved = 0;
+    std::uint32_t nb_disproved = 0;
+    std::uint32_t nb_ext = 0;
+    std::uint32_t nb_int = 0;
+    std::map<std::string, std::unique_ptr<mechanism_metrics_t>> mechanisms;
+};
+
+// Counts the PO file at `path` (UTF-8) into `metrics`, replacing its content.
+// Returns false, leaving `metrics` untouched, when the file cannot be opened.
+// A status value outside the vocabulary throws std::out_of_range ("map::at")
+// with `metrics` partly filled.
+bool getMetrics(std::string const& path, metrics_t& metrics);
+
+} // namespace pos
+
+#endif

@@ -1,0 +1,24 @@
+// Names shared by the PO module's sources and its tests, not by its users.
+#ifndef POS_POS_INTERNAL_H
+#define POS_POS_INTERNAL_H
+
+#include "pos/pos.h"
+
+#include <QByteArray>
+#include <QStringList>
+
+namespace pos {
+
+// The proofState values that mean the built-in prover proved the goal.
+extern const QStringList proofProvedStatuses;
+
+// The XSD of the PO format, UTF-8.
+extern const QByteArray xmlSchemaString;
+
+// A null document when the file cannot be opened; otherwise whatever the
+// reader built, also from a file that is not well-formed.
+QDomDocument domOfPath(std::string const& path);
+
+} // namespace pos
+
+#endif

@@ -1,0 +1,80 @@
+#include "pos/pos_internal.h"
+
+namespace pos {
+
+// All constants live in this one file so that proofProvedStatuses is built
+// after the values it copies.
+const QString TAG_PROOF_OBLIGATIONS = QStringLiteral("Proof_Obligations");
+const QString TAG_PROOF_OBLIGATION = QStringLiteral("Proof_Obligation");
+const QString TAG_PROOF_STATE = QStringLiteral("Proof_State");
+const QString TAG_SIMPLE_GOAL = QStringLiteral("Simple_Goal");
+const QString TAG_TAG = QStringLiteral("Tag");
+const QString TAG_MECHANISM = QStringLiteral("Mechanism");
+const QString TAG_DRIVER = QStringLiteral("Driver");
+const QString TAG_IAPA = QStringLiteral("iapa");
+const QString TAG_STATUS = QStringLiteral("status");
+
+const QString ATTR_AUTHOR = QStringLiteral("author");
+const QString ATTR_STATUS = QStringLiteral("status");
+const QString ATTR_NAME = QStringLiteral("name");
+const QString ATTR_PROOF_STATE = QStringLiteral("proofState");
+const QString ATTR_VALUE = QStringLiteral("value");
+
+const QString ATTR_VALUE_UNPROVED = QStringLiteral("Unproved");
+const QString ATTR_VALUE_PROVED = QStringLiteral("Proved");
+const QString ATTR_VALUE_PROVED_ZERO = QStringLiteral("Proved(0)");
+const QString ATTR_VALUE_PROVED_ONE = QStringLiteral("Proved(1)");
+const QString ATTR_VALUE_PROVED_TWO = QStringLiteral("Proved(2)");
+const QString ATTR_VALUE_PROVED_THREE = QStringLiteral("Proved(3)");
+const QString ATTR_VALUE_PROVED_UTIL = QStringLiteral("Proved(Util)");
+const QString ATTR_VALUE_UNRELIABLY_PROVED = QStringLiteral("UnreliablyProved");
+const QString ATTR_VALUE_DISPROVED = QStringLiteral("Disproved");
+const QString ATTR_VALUE_UNKNOWN = QStringLiteral("Unknown");
+const QString ATTR_VALUE_VALID = QStringLiteral("Valid");
+const QString ATTR_VALUE_INVALID = QStringLiteral("Invalid");
+
+const std::map<status_t, char> charOfStatus{
+    {UNPROVED, '-'}, {UNKNOWN, '-'}, {UNRELIABLY_PROVED, '*'}, {PROVED, '+'}, {DISPROVED, '!'},
+};
+
+const int XML_INDENT = 4;
+
+const QStringList proofProvedStatuses{
+    ATTR_VALUE_PROVED_ZERO,  ATTR_VALUE_PROVED_ONE,  ATTR_VALUE_PROVED_TWO,
+    ATTR_VALUE_PROVED_THREE, ATTR_VALUE_PROVED_UTIL,
+};
+
+status_t proofStatusOfAttrValue(QString const& value) {
+    static const std::map<QString, status_t> dict{
+        {ATTR_VALUE_UNPROVED, UNPROVED},
+        {ATTR_VALUE_UNKNOWN, UNKNOWN},
+        {ATTR_VALUE_UNRELIABLY_PROVED, UNRELIABLY_PROVED},
+        {ATTR_VALUE_PROVED, PROVED},
+        {ATTR_VALUE_DISPROVED, DISPROVED},
+        {ATTR_VALUE_PROVED_ZERO, PROVED},
+        {ATTR_VALUE_PROVED_ONE, PROVED},
+        {ATTR_VALUE_PROVED_TWO, PROVED},
+        {ATTR_VALUE_PROVED_THREE, PROVED},
+        {ATTR_VALUE_PROVED_UTIL, PROVED},
+    };
+    return dict.at(value);
+}
+
+QString strOfProofStatus(status_t const& status) {
+    static const std::map<status_t, QString> dict{
+        {UNPROVED, ATTR_VALUE_UNPROVED},
+        {UNKNOWN, ATTR_VALUE_UNKNOWN},
+        {UNRELIABLY_PROVED, ATTR_VALUE_UNRELIABLY_PROVED},
+        {PROVED, ATTR_VALUE_PROVED},
+        {DISPROVED, ATTR_VALUE_DISPROVED},
+    };
+    return dict.at(status);
+}
+
+std::ostream& operator<<(std::ostream& os, status_t const& status) {
+    // Converted first, so that an unknown status writes nothing.
+    const std::string text = strOfProofStatus(status).toStdString();
+    return os << text;
+}
+
+} // namespace pos

@@ -1,0 +1,102 @@
+#include "db/DbFile.h"
+#include "test_support.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const char* const kDatabase = R"(<?xml version="1.0"?>
+<db_xml>
+  <project name="first">
+    <component_file name="ctrl" path="rel/../dir" suffix="mch"/>
+    <group><component_file name="nested" path="/n" suffix="mch"/></group>
+    <component_file name="Beta" path="/abs//src/./x" suffix="imp"/>
+    <component_file name="ctrl" path="/other" suffix="ref"/>
+    <component_file path="/unnamed" suffix="mch"/>
+    <component_file name="nosuffix" path=""/>
+    <component_file name="%2" path="/p" suffix="s"/>
+  </project>
+  <project name="second">
+    <component_file name="ignored" path="/i" suffix="mch"/>
+  </project>
+</db_xml>
+)";
+
+} // namespace
+
+TEST(DbFile, ListsComponentsOfTheFirstProjectInFileOrder) {
+    ScratchDir dir;
+    DbFile db;
+    EXPECT_TRUE(db.getFilePath().isNull());
+    const QString path = QString::fromStdString(dir.write("p.db", kDatabase));
+    ASSERT_TRUE(db.load(path));
+    EXPECT_EQ(db.getFilePath(), path);
+    EXPECT_EQ(db.getComponents(), (QList<QString>{"ctrl", "Beta", "ctrl", "", "nosuffix", "%2"}));
+}
+
+TEST(DbFile, ResolvesComponentPaths) {
+    ScratchDir dir;
+    DbFile db;
+    ASSERT_TRUE(db.load(QString::fromStdString(dir.write("p.db", kDatabase))));
+    const QString cwd = QDir::currentPath();
+    const struct {
+        QString asked;
+        QString componentPath; // of the name itself
+        QString bxmlSource;    // of the name taken as a file path
+    } rows[] = {
+        {"ctrl", cwd + "/dir/ctrl.mch", cwd + "/dir/ctrl.mch"}, // the first of two wins
+        {"Beta", "/abs/src/x/Beta.imp", "/abs/src/x/Beta.imp"},
+        {"", "/unnamed/.mch", QString()}, // the empty base name matches the unnamed one too
+        {"nosuffix", cwd + "/nosuffix.", cwd + "/nosuffix."},
+        {"%2", "/p/%2.s", "/p/%2.s"},
+        {"nested", QString(), QString()},
+        {"ignored", QString(), QString()},
+        {"CTRL", QString(), QString()},
+        {"/build/out/ctrl.mch.xml", QString(), cwd + "/dir/ctrl.mch"},
+        {"Beta.a.b", QString(), "/abs/src/x/Beta.imp"},
+    };
+    for (auto const& r : rows) {
+        SCOPED_TRACE(r.asked.toStdString());
+        EXPECT_EQ(db.getComponentPath(r.asked), r.componentPath);
+        EXPECT_EQ(db.getComponentPath(r.asked).isNull(), r.componentPath.isNull());
+        if (!r.asked.isEmpty()) {
+            EXPECT_EQ(db.getBxmlSource(r.asked), r.bxmlSource);
+        }
+    }
+    EXPECT_EQ(db.getBxmlSource(""), "/unnamed/.mch");
+}
+
+TEST(DbFile, FailedLoadsReportWhereAndKeepWhatWasRead) {
+    ScratchDir dir;
+    DbFile db;
+    const QString good = QString::fromStdString(dir.write("good.db", kDatabase));
+    ASSERT_TRUE(db.load(good));
+
+    // Cut inside the project element: false, but the components before the break stay.
+    const std::string text(kDatabase);
+    const QString cut = QString::fromStdString(
+        dir.write("cut.db", text.substr(0, text.find("<component_file path"))));
+    QString error = "untouched";
+    EXPECT_FALSE(db.load(cut, &error));
+    EXPECT_EQ(db.getFilePath(), good);
+    EXPECT_EQ(db.getComponents(), (QList<QString>{"ctrl", "Beta", "ctrl"}));
+    const QStringList fields = error.split(':');
+    ASSERT_GE(fields.size(), 4) << error.toStdString();
+    EXPECT_EQ(fields[0], cut);
+    EXPECT_GT(fields[1].toInt(), 0) << error.toStdString();
+    EXPECT_GT(fields[2].toInt(), 0) << error.toStdString();
+    EXPECT_FALSE(fields.mid(3).join(':').isEmpty());
+
+    const QString missing = QString::fromStdString(dir.path() + "/missing.db");
+    EXPECT_FALSE(db.load(missing, &error));
+    EXPECT_TRUE(error.startsWith(missing + ":")) << error.toStdString();
+    EXPECT_FALSE(db.load(missing)); // no error holder wanted
+    EXPECT_EQ(db.getFilePath(), good);
+    EXPECT_TRUE(db.getComponents().isEmpty());
+
+    ASSERT_TRUE(db.load(QString::fromStdString(dir.write("other.db", "<root><project/></root>"))));
+    EXPECT_TRUE(db.getComponents().isEmpty());
+    EXPECT_TRUE(db.getComponentPath("").isNull());
+}

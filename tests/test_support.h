@@ -1,0 +1,30 @@
+// Helpers for tests that write small PO files and compare metrics records.
+#ifndef TESTS_TEST_SUPPORT_H
+#define TESTS_TEST_SUPPORT_H
+
+#include "pos/pos.h"
+
+#include <QTemporaryDir>
+
+#include <string>
+
+// A temporary directory that files are written into, removed with the object.
+class ScratchDir {
+public:
+    std::string path() const { return dir.path().toStdString(); }
+    // Writes `content` to `name` inside the directory; returns its path.
+    std::string write(std::string const& name, std::string const& content) const;
+
+private:
+    QTemporaryDir dir;
+};
+
+// One line that shows every counter and entry of a record, in map order:
+// "po 3 unp 1 pr 1 unr 0 dis 1 ext 1 int 2 | M: unp 1 unk 0 pr 0 unr 0 dis 0 | M/D: unp 0 unk 0 pr
+// 1 dis 0"
+std::string describe(pos::metrics_t const& m);
+
+// A PO document holding `goals` inside one Proof_Obligation.
+std::string poDocument(std::string const& goals);
+
+#endif
