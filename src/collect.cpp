@@ -1,34 +1,15 @@
 #include "collect.h"
 
-#include "db/DbFile.h"
-
-#include <QString>
+#include "bdp.h"
 
 #include <stdexcept>
-
-namespace {
-
-// The database is released before any PO file is read.
-std::list<std::string> component_names(std::string const& bdp, std::string const& project) {
-    const QString path =
-        QString("%1%2%3.db")
-            .arg(QString::fromUtf8(bdp.c_str()), QString("/"), QString::fromUtf8(project.c_str()));
-    DbFile db;
-    db.load(path, nullptr);
-    std::list<std::string> names;
-    for (QString const& name : db.getComponents())
-        names.push_back(name.toUtf8().toStdString());
-    return names;
-}
-
-} // namespace
 
 collection_t collect_metrics(std::string const& bdp, std::string const& project) {
     collection_t result;
     for (std::string& name : component_names(bdp, project))
         result.components.emplace_back(std::move(name), std::make_unique<pos::metrics_t>());
     for (auto& [name, metrics] : result.components) {
-        std::string path = bdp + "/" + name + ".pos";
+        std::string path = po_file_path(bdp, name);
         try {
             pos::getMetrics(path, *metrics);
         } catch (std::out_of_range const&) {

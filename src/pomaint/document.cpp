@@ -1,0 +1,77 @@
+#include "pomaint/document.h"
+
+#include "pos/pos.h"
+#include "pos/xml_load.h"
+
+#include <QBuffer>
+#include <QTextStream>
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace {
+
+// Every status the goal walk would convert, so that no subcommand meets an
+// unknown one half-way through a file. Throws std::out_of_range.
+void convert_statuses(QDomDocument const& doc) {
+    auto convert = [](QDomElement const& e) {
+        pos::proofStatusOfAttrValue(e.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED));
+    };
+    const QDomElement root = doc.documentElement();
+    for (QDomElement po = root.firstChildElement(pos::TAG_PROOF_OBLIGATION); !po.isNull();
+         po = po.nextSiblingElement(pos::TAG_PROOF_OBLIGATION))
+        for (QDomElement goal = po.firstChildElement(pos::TAG_SIMPLE_GOAL); !goal.isNull();
+             goal = goal.nextSiblingElement(pos::TAG_SIMPLE_GOAL)) {
+            convert(goal);
+            for (QDomElement m = goal.firstChildElement(pos::TAG_MECHANISM); !m.isNull();
+                 m = m.nextSiblingElement(pos::TAG_MECHANISM)) {
+                convert(m);
+                for (QDomElement d = m.firstChildElement(pos::TAG_DRIVER); !d.isNull();
+                     d = d.nextSiblingElement(pos::TAG_DRIVER))
+                    convert(d);
+            }
+        }
+}
+
+} // namespace
+
+void report_unknown_status(std::string const& path) {
+    std::fprintf(stderr, "pomaint: %s: unknown proof status value\n", path.c_str());
+}
+
+bool load_po_file(std::string const& path, QDomDocument& doc) {
+    pos::load_error_t error;
+    switch (pos::loadDocument(QString::fromStdString(path), doc, &error)) {
+    case pos::load_t::unopened:
+        std::fprintf(stderr, "pomaint: %s: %s\n", path.c_str(), error.message.toUtf8().constData());
+        return false;
+    case pos::load_t::broken:
+        std::fprintf(stderr, "pomaint: %s:%d:%d: not well-formed XML: %s\n", path.c_str(),
+                     error.line, error.column, error.message.toUtf8().constData());
+        return false;
+    case pos::load_t::parsed:
+        break;
+    }
+    // The reader keeps the declaration but hands it back in single quotes;
+    // PO files are written with double ones. Its values hold no quotes.
+    QDomProcessingInstruction declaration = doc.firstChild().toProcessingInstruction();
+    if (!declaration.isNull() && declaration.target() == QStringLiteral("xml"))
+        declaration.setData(declaration.data().replace(QLatin1Char('\''), QLatin1Char('"')));
+    try {
+        convert_statuses(doc);
+    } catch (std::out_of_range const&) {
+        report_unknown_status(path);
+        return false;
+    }
+    return true;
+}
+
+QByteArray serialise(QDomDocument const& doc) {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QTextStream stream(&buffer);
+    doc.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
+    stream.flush();
+    return bytes;
+}

@@ -1,0 +1,24 @@
+// Reading a PO file into a document that pomaint may act on, and the bytes
+// that saving the document gives.
+#ifndef POMAINT_DOCUMENT_H
+#define POMAINT_DOCUMENT_H
+
+#include <QByteArray>
+#include <QDomDocument>
+
+#include <string>
+
+// Loads the PO file at `path`. A file that cannot be opened, is not
+// well-formed XML, or holds a goal, mechanism or driver status outside the
+// vocabulary is named on standard error with the reason, and the answer is
+// false: a partly read document is never acted on.
+bool load_po_file(std::string const& path, QDomDocument& doc);
+
+// The document as pomaint writes it: indented by pos::XML_INDENT, in the
+// encoding its XML declaration names (UTF-8 without one), the declaration
+// kept when the file had one.
+QByteArray serialise(QDomDocument const& doc);
+
+void report_unknown_status(std::string const& path);
+
+#endif

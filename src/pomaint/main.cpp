@@ -1,0 +1,41 @@
+// pomaint: checks and edits PO files with the PO module's maintenance
+// operations.
+#include "pomaint/commands.h"
+#include "pomaint/options.h"
+#include "pomaint/selection.h"
+
+#include <QHash>
+
+#include <cstdio>
+
+int main(int argc, char* argv[]) {
+    // Qt writes a DOM element's attributes in hash order; a fixed seed makes
+    // the same edit give the same bytes on every run.
+    qSetGlobalQHashSeed(0);
+
+    options_t options;
+    switch (parse_command_line(argc, argv, options)) {
+    case parse_t::help:
+        write_usage(stdout);
+        return 0;
+    case parse_t::usage_error:
+        write_usage(stderr);
+        return EXIT_TROUBLE;
+    case parse_t::run:
+        break;
+    }
+    const auto files = select_files(options);
+    if (!files)
+        return EXIT_TROUBLE;
+    switch (options.command) {
+    case command_t::check:
+        return run_check(*files);
+    case command_t::mechanisms:
+        return run_mechanisms(*files);
+    case command_t::unprove:
+        return run_unprove(*files, options.dry_run);
+    case command_t::remove_mechanism:
+        return run_remove_mechanism(*files, options.mechanism, options.dry_run);
+    }
+    return EXIT_TROUBLE;
+}
