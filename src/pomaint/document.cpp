@@ -6,7 +6,11 @@
 #include <QBuffer>
 #include <QTextStream>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <stdexcept>
 
 namespace {
@@ -42,9 +46,15 @@ void report_unknown_status(std::string const& path) {
 bool load_po_file(std::string const& path, QDomDocument& doc) {
     pos::load_error_t error;
     switch (pos::loadDocument(QString::fromStdString(path), doc, &error)) {
-    case pos::load_t::unopened:
-        std::fprintf(stderr, "pomaint: %s: %s\n", path.c_str(), error.message.toUtf8().constData());
+    case pos::load_t::unopened: {
+        // The system's reason when there is one (no such file, permission).
+        struct stat status;
+        const std::string reason = ::stat(path.c_str(), &status) != 0
+                                       ? std::strerror(errno)
+                                       : error.message.toUtf8().toStdString();
+        std::fprintf(stderr, "pomaint: %s: %s\n", path.c_str(), reason.c_str());
         return false;
+    }
     case pos::load_t::broken:
         std::fprintf(stderr, "pomaint: %s:%d:%d: not well-formed XML: %s\n", path.c_str(),
                      error.line, error.column, error.message.toUtf8().constData());

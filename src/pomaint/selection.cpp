@@ -28,6 +28,11 @@ std::optional<std::vector<std::string>> select_files(options_t const& options) {
             add_once(paths, file);
         return paths;
     }
+    const std::string database = database_path(options.bdp, options.project);
+    if (!exists(database)) {
+        std::fprintf(stderr, "pomaint: %s: no such project database\n", database.c_str());
+        return std::nullopt;
+    }
     std::string error;
     const std::list<std::string> names = component_names(options.bdp, options.project, &error);
     if (!error.empty()) {

@@ -1,15 +1,56 @@
 #!/usr/bin/env bash
-# Runs the command once and compares its standard output, standard error and
+# Runs a command once and compares its standard output, standard error and
 # exit status with the expected ones.
-# usage: run_case.sh BINARY WORKDIR STATUS STDOUT_FILE STDERR_FILE [ARG...]
+# usage: run_case.sh [--scratch] [--after FILE]... [--read-only dir|file]
+#                    BINARY WORKDIR STATUS STDOUT_FILE STDERR_FILE [ARG...]
 # A file given as "-" means the stream must stay empty.
+# --scratch runs in a copy of WORKDIR, so that the command may edit files;
+# afterwards the copy must hold the same files as WORKDIR, byte for byte and
+# with the same permissions, except that a file named by --after must equal
+# that file instead of its original. --read-only (implies --scratch) takes write
+# permission from the copy's directory or from its files; as root, which
+# ignores permission bits, the command then runs as user nobody, and the case
+# is skipped (status 77) when that is not possible.
 set -u
+scratch=0 after=() read_only=
+while [ $# -gt 0 ]; do
+    case $1 in
+    --scratch) scratch=1; shift ;;
+    --after) after+=("$2"); shift 2 ;;
+    --read-only) read_only=$2 scratch=1; shift 2 ;;
+    *) break ;;
+    esac
+done
 binary=$1 workdir=$2 status=$3 stdout_file=$4 stderr_file=$5
 shift 5
-out=$(mktemp) err=$(mktemp)
-trap 'rm -f "$out" "$err"' EXIT
+tmp=$(mktemp -d)
+trap 'chmod -R u+w "$tmp"; rm -rf "$tmp"' EXIT
+out=$tmp/out err=$tmp/err
+run=(env LC_ALL=C)
+if [ $scratch = 1 ]; then
+    rundir=$tmp/work
+    cp -R "$workdir" "$rundir"
+    # Not the mode a new file would get, so that a lost mode shows.
+    find "$rundir" -type f -exec chmod 640 {} +
+    if [ -n "$read_only" ] && [ "$(id -u)" = 0 ]; then
+        nobody=(setpriv --reuid=65534 --regid=65534 --clear-groups)
+        "${nobody[@]}" true 2>/dev/null || { echo "cannot run as nobody"; exit 77; }
+        # nobody must reach the command and own the files it should edit.
+        cp "$binary" "$tmp/" && binary=$tmp/$(basename "$binary")
+        chmod 755 "$tmp" "$binary" && chown -R 65534:65534 "$rundir"
+        find "$rundir" -type f -exec chmod 644 {} +
+        run=("${nobody[@]}" "${run[@]}")
+    fi
+    case $read_only in
+    dir) chmod a-w "$rundir" ;;
+    file) find "$rundir" -type f -exec chmod a-w {} + ;;
+    esac
+    modes_before=$(cd "$rundir" && stat -c '%n %a' -- * | sort)
+else
+    rundir=$workdir
+fi
 # A fixed program name and locale keep the option parser's diagnostics stable.
-(cd "$workdir" && LC_ALL=C exec -a prooftally "$binary" "$@") >"$out" 2>"$err"
+(cd "$rundir" && exec "${run[@]}" bash -c 'exec -a "$0" "$@"' "$(basename "$binary")" "$binary" "$@") >"$out" 2>"$err"
 actual=$?
 failed=0
 check() { # name expected-file actual-file
@@ -23,5 +64,23 @@ check stdout "$stdout_file" "$out"
 check stderr "$stderr_file" "$err"
 if [ "$actual" != "$status" ]; then
     echo "exit status $actual, expected $status"; failed=1
+fi
+if [ $scratch = 1 ]; then
+    # Same names: nothing added (no temporary file left), nothing lost.
+    if [ "$(ls -A "$workdir")" != "$(ls -A "$rundir")" ]; then
+        echo "files differ:"; diff <(ls -A "$workdir") <(ls -A "$rundir"); failed=1
+    fi
+    for f in "$workdir"/*; do
+        name=$(basename "$f")
+        expected=$f
+        for a in ${after[@]+"${after[@]}"}; do
+            [ "$(basename "$a")" = "$name" ] && expected=$a
+        done
+        check "$name afterwards" "$expected" "$rundir/$name"
+    done
+    modes_after=$(cd "$rundir" && stat -c '%n %a' -- * | sort)
+    if [ "$modes_before" != "$modes_after" ]; then
+        echo "permissions changed:"; diff <(echo "$modes_before") <(echo "$modes_after"); failed=1
+    fi
 fi
 exit $failed
