@@ -1,6 +1,6 @@
 # Installs the build tree into a staging prefix, builds the consumer project
 # against it and runs it on the demo project.
-# cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... -P run.cmake
+# cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... [-DLINK_FLAGS=...] -P run.cmake
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE out)
     if(NOT status EQUAL 0)
@@ -25,7 +25,7 @@ foreach(file bin/prooftally bin/pomaint share/man/man1/prooftally.1 share/man/ma
 endforeach()
 
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/consumer -B ${WORK_DIR}/build
-    -DCMAKE_PREFIX_PATH=${stage})
+    -DCMAKE_PREFIX_PATH=${stage} "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 execute_process(COMMAND ${WORK_DIR}/build/consumer ${SOURCE_DIR}/examples/demo demo
     RESULT_VARIABLE status OUTPUT_VARIABLE out)
