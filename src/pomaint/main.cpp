@@ -27,15 +27,25 @@ int main(int argc, char* argv[]) {
     const auto files = select_files(options);
     if (!files)
         return EXIT_TROUBLE;
+    int status = EXIT_TROUBLE;
     switch (options.command) {
     case command_t::check:
-        return run_check(*files);
+        status = run_check(*files);
+        break;
     case command_t::mechanisms:
-        return run_mechanisms(*files);
+        status = run_mechanisms(*files);
+        break;
     case command_t::unprove:
-        return run_unprove(*files, options.dry_run);
+        status = run_unprove(*files, options.dry_run);
+        break;
     case command_t::remove_mechanism:
-        return run_remove_mechanism(*files, options.mechanism, options.dry_run);
+        status = run_remove_mechanism(*files, options.mechanism, options.dry_run);
+        break;
     }
-    return EXIT_TROUBLE;
+    // A listing or a dry run that did not reach its reader is a failure.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::perror("pomaint: standard output");
+        return EXIT_TROUBLE;
+    }
+    return status;
 }
