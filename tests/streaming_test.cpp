@@ -7,12 +7,11 @@
 #include <QDir>
 #include <QDomDocument>
 #include <QXmlStreamReader>
-#include <iostream>
 
 #include <gtest/gtest.h>
 
 #include <random>
-#include <stdexcept>
+#include <regex>
 
 namespace {
 
@@ -142,54 +141,96 @@ TEST(StreamingCount, AgreesWithTheDomWalkOnWellFormedFiles) {
     EXPECT_GT(throwing, 20); // the failure points are exercised too
 }
 
-// A damaged file counts what was read before the error, as with the DOM
-// reader's partial document. Cut-off files agree at every length. Other damage
-// can differ because the two readers reject different things at different
-// points (the DOM is built by QXmlSimpleReader):
+// Files that Qt's DOM reader reads further than QXmlStreamReader would on its
+// own; the streaming count adjusts its input so that both count the same.
+TEST(StreamingCount, ReadsWhatTheDomReaderForgives) {
+    const std::string goals =
+        "<Simple_Goal status=\"Proved\"><Mechanism name=\"M\" status=\"Proved\"/>"
+        "</Simple_Goal>";
+    const std::string body = "<Proof_Obligations><Proof_Obligation>" + goals;
+    const std::string end = "</Proof_Obligation></Proof_Obligations>";
+    const struct {
+        const char* what;
+        std::string xml;
+        unsigned goalsCounted;
+    } cases[] = {
+        {"bytes that are no UTF-8",
+         body + "<Simple_Goal status=\"Proved\"><Tag>\xff\xc3</Tag>" +
+             "<Mechanism name=\"\xe9\" status=\"Proved\"/></Simple_Goal>" + end,
+         2},
+        {"an XML version other than 1.0", "<?xml version=\"1.1\"?>" + body + end, 1},
+        {"an encoding Qt does not know",
+         "<?xml version=\"1.0\" encoding=\"no-such\"?>" + body + end, 1},
+        {"an encoding name looked up loosely",
+         "<?xml version=\"1.0\" encoding=\"UTF!8\"?>" + body + end, 1},
+        {"Latin-1 declared",
+         "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + body +
+             "<Simple_Goal><Mechanism name=\"\xe9\"/></Simple_Goal>" + end,
+         2},
+        {"no blank between attributes",
+         body +
+             "<Simple_Goal status=\"Proved\"><Mechanism "
+             "name=\"A\"status=\"Proved\"/></Simple_Goal>" +
+             end,
+         2},
+        {"]]> in text", body + "]]>" + goals + end, 2},
+        {"cut after the '/' of an empty element", body + "<Simple_Goal status='Disproved'/", 2},
+        {"an empty element's '/' followed by another character",
+         body + "<Simple_Goal status='Disproved'/ >" + goals + end, 2},
+        {"U+FFFD in a tag name",
+         body +
+             "<Simple_Go\xff"
+             "al/>" +
+             goals + end,
+         1},
+        {"U+FFFD in a DTD", "<!DOCTYPE x [<!ATTLIST \xff a CDATA 'b'>]>" + body + end, 0},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.what);
+        ScratchDir dir;
+        const std::string path = dir.write("a.pos", c.xml);
+        const std::string dom = countOutcome(domMetrics, path);
+        EXPECT_EQ(countOutcome(pos::getMetrics, path), dom);
+        EXPECT_NE(dom.find("| po " + std::to_string(c.goalsCounted) + " "), std::string::npos)
+            << dom;
+    }
+}
 
-TEST(StreamingCount, DamagedFiles) {
+// A damaged file counts what was read before the reader stopped, as the DOM
+// reader's partial document does. Cut-off files agree at every length, and so
+// do files with a few bytes changed, except where the two readers stop at
+// different points for these known reasons:
+// - a processing instruction whose target is followed by '?' but no '>'
+//   ("<?p??>"): the DOM reader takes it, the streaming reader stops there;
+// - a reference to an entity that is not declared, or a '&' that starts no
+//   reference: the DOM reader drops it from an attribute value and goes on,
+//   the streaming reader stops at that tag.
+TEST(StreamingCount, AgreesOnDamagedFiles) {
     ScratchDir dir;
     Generator gen(42);
-    int cuts = 0;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 3; ++i) {
         const std::string xml = gen.document();
         for (std::size_t n = 0; n < xml.size(); ++n) {
             const std::string path = dir.write("cut.pos", xml.substr(0, n));
-            const std::string a = countOutcome(domMetrics, path),
-                              b = countOutcome(pos::getMetrics, path);
-            if (a != b)
-                dir.write("/../../tmp/dbg5/cut" + std::to_string(cuts) + ".xml", xml.substr(0, n));
-            if (a != b && cuts++ < 10)
-                ADD_FAILURE() << "CUT " << n << "\n"
-                              << xml.substr(0, n) << "\nDOM " << a << "\nSTR " << b;
+            ASSERT_EQ(countOutcome(pos::getMetrics, path), countOutcome(domMetrics, path))
+                << xml.substr(0, n);
         }
     }
+    const std::regex knownDifference(
+        R"(<\?[^\s?]*\?[^>]|&(?!(amp|lt|gt|apos|quot|#[0-9]+|#x[0-9a-fA-F]+);))");
     std::mt19937 rng(9);
-    int diffs = 0;
-    for (int i = 0; i < 3000; ++i) {
+    int compared = 0;
+    for (int i = 0; i < 2000; ++i) {
         std::string xml = gen.document();
         for (int k = 0; k < 2; ++k) {
-            const std::size_t at =
-                std::uniform_int_distribution<std::size_t>(0, xml.size() - 1)(rng);
             static const char bytes[] = "<>\"'/&;=!?x \xc3\x80\n";
-            xml[at] = bytes[rng() % (sizeof bytes - 1)];
+            xml[rng() % xml.size()] = bytes[rng() % (sizeof bytes - 1)];
         }
+        if (std::regex_search(xml, knownDifference))
+            continue;
         const std::string path = dir.write("m.pos", xml);
-        const std::string a = countOutcome(domMetrics, path),
-                          b = countOutcome(pos::getMetrics, path);
-        if (a != b) {
-            diffs++;
-            QXmlStreamReader r(QByteArray::fromStdString(xml));
-            r.setNamespaceProcessing(false);
-            while (!r.atEnd())
-                r.readNext();
-            QDomDocument d;
-            QString err;
-            d.setContent(QByteArray::fromStdString(xml), false, &err);
-            std::cout << "KIND " << r.errorString().toStdString() << " || " << err.toStdString()
-                      << "\n";
-            dir.write("/../../tmp/dbg5/mut" + std::to_string(diffs) + ".xml", xml);
-        }
+        ASSERT_EQ(countOutcome(pos::getMetrics, path), countOutcome(domMetrics, path)) << xml;
+        ++compared;
     }
-    std::cout << "cut diffs " << cuts << " mutation diffs " << diffs << "\n";
+    EXPECT_GT(compared, 1500);
 }

@@ -1,10 +1,9 @@
+#include "pos/lenient_input.h"
 #include "pos/pos_internal.h"
 
 #include <QFile>
-#include <QTextCodec>
 #include <QXmlStreamReader>
 
-#include <cstring>
 #include <stdexcept>
 #include <vector>
 
@@ -45,140 +44,11 @@ Pending& push(std::vector<Pending>& items, std::size_t& size) {
     return items[size++];
 }
 
-// The file on its way to the reader, a chunk at a time. The DOM reader
-// decodes UTF-8 leniently (bytes that are no UTF-8 become U+FFFD) where the
-// streaming reader stops, so a chunk that is not plain ASCII goes through the
-// same lenient decoder first.
-struct Input {
-    QFile& file;
-    QXmlStreamReader& reader;
-    QByteArray chunk;
-    QByteArray held; // the start of a character cut by the chunk's end
-    bool utf8 = true;
-    bool first = true;
-    char last = 0;
-};
-
-constexpr qint64 CHUNK_SIZE = 64 * 1024;
-
-// Whether the readers take the file for UTF-8: no byte-order mark of a wider
-// encoding, and no declared encoding other than UTF-8 that Qt knows.
-bool readAsUtf8(QByteArray const& head) {
-    if (head.size() >= 2 && (head[0] == '\0' || head[1] == '\0' || head.startsWith("\xFE\xFF") ||
-                             head.startsWith("\xFF\xFE")))
-        return false;
-    if (!head.startsWith("<?xml"))
-        return true;
-    const int end = head.indexOf("?>");
-    const int at = head.indexOf("encoding", 5);
-    if (end < 0 || at < 0 || at > end)
-        return true;
-    int i = at + 8;
-    while (i < end && (head[i] == ' ' || head[i] == '=' || head[i] == '\t' || head[i] == '\n' ||
-                       head[i] == '\r'))
-        ++i;
-    if (i >= end || (head[i] != '"' && head[i] != '\''))
-        return true;
-    const int close = head.indexOf(head[i], i + 1);
-    if (close < 0 || close > end)
-        return true;
-    const QTextCodec* codec = QTextCodec::codecForName(head.mid(i + 1, close - i - 1));
-    return !codec || codec->mibEnum() == 106;
-}
-
-// The DOM reader takes any version in the XML declaration for 1.0, where the
-// streaming reader refuses all but "1.0".
-void declareVersion10(QByteArray& head) {
-    const int end = head.indexOf("?>");
-    const int at = head.indexOf("version", 5);
-    if (!head.startsWith("<?xml") || end < 0 || at < 0 || at > end)
-        return;
-    int open = -1;
-    for (int i = at + 7; i < end && open < 0; ++i)
-        if (head[i] == '"' || head[i] == '\'')
-            open = i;
-    const int close = open < 0 ? -1 : head.indexOf(head[open], open + 1);
-    if (close < 0 || close > end)
-        return;
-    head.replace(open + 1, close - open - 1, "1.0");
-}
-
-bool isAscii(const char* data, int size) {
-    int i = 0;
-    for (; i + 8 <= size; i += 8) {
-        quint64 word;
-        std::memcpy(&word, data + i, 8);
-        if (word & 0x8080808080808080ULL)
-            return false;
-    }
-    for (; i < size; ++i)
-        if (static_cast<unsigned char>(data[i]) >= 0x80)
-            return false;
-    return true;
-}
-
-// Gives the reader the next chunk; false at the end of the file.
-bool feed(Input& in) {
-    in.chunk.resize(CHUNK_SIZE);
-    const qint64 got = in.file.read(in.chunk.data(), CHUNK_SIZE);
-    if (got <= 0) {
-        if (!in.held.isEmpty()) {
-            in.reader.addData(QString::fromUtf8(in.held).toUtf8());
-            in.held.clear();
-            return true;
-        }
-        // The DOM reader makes an empty element as soon as it has read the
-        // '/' of "<Name .../"; a file cut off there gets the '>' it lacks.
-        if (in.last != '/')
-            return false;
-        in.last = 0;
-        in.reader.addData(QByteArrayLiteral(">"));
-        return true;
-    }
-    in.chunk.resize(static_cast<int>(got));
-    in.last = in.chunk.back();
-    if (in.first) {
-        in.first = false;
-        in.utf8 = readAsUtf8(in.chunk);
-        declareVersion10(in.chunk);
-    }
-    if (!in.utf8) {
-        in.reader.addData(in.chunk);
-        return true;
-    }
-    in.chunk.prepend(in.held);
-    in.held.clear();
-    // Keep back a character whose bytes may go on in the next chunk.
-    const int size = in.chunk.size();
-    int k = size;
-    while (k > 0 && size - k < 3 && (static_cast<unsigned char>(in.chunk[k - 1]) & 0xC0) == 0x80)
-        --k;
-    if (k > 0 && static_cast<unsigned char>(in.chunk[k - 1]) >= 0xC0) {
-        in.held = in.chunk.mid(k - 1);
-        in.chunk.truncate(k - 1);
-    }
-    if (isAscii(in.chunk.constData(), in.chunk.size()))
-        in.reader.addData(in.chunk);
-    else
-        in.reader.addData(QString::fromUtf8(in.chunk).toUtf8());
-    return true;
-}
-
-// The next token, with more of the file given to the reader when it runs dry.
-QXmlStreamReader::TokenType next(Input& in) {
-    for (;;) {
-        const auto token = in.reader.readNext();
-        if (token != QXmlStreamReader::Invalid ||
-            in.reader.error() != QXmlStreamReader::PrematureEndOfDocumentError || !feed(in))
-            return token;
-    }
-}
-
 // Like QXmlStreamReader::readNextStartElement: true at the next child element
 // of the current one, false at its end or when the reader stops.
 bool nextChild(Input& in) {
     for (;;) {
-        switch (next(in)) {
+        switch (nextToken(in)) {
         case QXmlStreamReader::StartElement:
             return true;
         case QXmlStreamReader::EndElement:
@@ -193,7 +63,7 @@ bool nextChild(Input& in) {
 
 void skipElement(Input& in) {
     for (int depth = 1; depth > 0;) {
-        switch (next(in)) {
+        switch (nextToken(in)) {
         case QXmlStreamReader::StartElement:
             ++depth;
             break;
@@ -421,7 +291,7 @@ bool getMetrics(std::string const& path, metrics_t& metrics) {
     metrics = metrics_t{};
     QXmlStreamReader reader;
     reader.setNamespaceProcessing(false); // names are matched as written, prefix included
-    Input in{file, reader, {}, {}, true, true, 0};
+    Input in{file, reader};
     GoalBuffer goal;
     // Whatever was read before an error counts; the reader then reports no
     // further element and every loop ends.
