@@ -105,6 +105,23 @@ void decodeLeniently(Input& in) {
         in.chunk = QString::fromUtf8(in.chunk).toUtf8();
 }
 
+// A set of bytes, to skip quickly over the bytes that change nothing.
+struct ByteSet {
+    bool has[256] = {};
+    constexpr explicit ByteSet(const char* bytes) {
+        for (; *bytes; ++bytes)
+            has[static_cast<unsigned char>(*bytes)] = true;
+    }
+    constexpr bool operator()(char c) const { return has[static_cast<unsigned char>(c)]; }
+};
+
+constexpr ByteSet TAG_STOPS("\"'>/\xEF");
+constexpr ByteSet VALUE_STOPS("\"'\t\n\r");
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
 // Whether U+FFFD, as the lenient decoding writes it, starts at p[i].
 bool isReplacement(Input const& in, const char* p, int i, int size) {
     return in.utf8 && i + 2 < size && p[i] == '\xEF' && p[i + 1] == '\xBF' && p[i + 2] == '\xBD';
@@ -122,6 +139,21 @@ QByteArray keepValueWhitespace(Input& in, QByteArray const& chunk) {
         const char c = p[i];
         switch (in.lex) {
         case Lex::Text:
+            // Blanks between two tags count for nothing: they are left out,
+            // which spares the reader a token.
+            if (in.afterMarkup && !in.inSubset) {
+                in.afterMarkup = false;
+                int j = i;
+                while (j < size && isBlank(p[j]))
+                    ++j;
+                if (j < size && j > i && p[j] == '<') {
+                    out.append(p + copied, i - copied);
+                    copied = j;
+                    i = j;
+                    in.lex = Lex::Open;
+                    break;
+                }
+            }
             if (in.inSubset && c == ']') {
                 in.inSubset = false;
                 in.lex = Lex::Decl;
@@ -158,8 +190,7 @@ QByteArray keepValueWhitespace(Input& in, QByteArray const& chunk) {
                 copied = i;
             }
             in.run = 0;
-            while (i < size && p[i] != '"' && p[i] != '\'' && p[i] != '>' && p[i] != '/' &&
-                   p[i] != '\xEF')
+            while (i < size && !TAG_STOPS(p[i]))
                 ++i;
             if (i == size)
                 break;
@@ -175,18 +206,23 @@ QByteArray keepValueWhitespace(Input& in, QByteArray const& chunk) {
             } else if (p[i] == '>') {
                 in.lex = Lex::Text;
                 in.run = 0;
+                in.afterMarkup = true;
             } else {
                 in.lex = Lex::Value;
                 in.quote = p[i];
             }
             break;
         case Lex::Value:
-            if (c == in.quote) {
+            while (i < size && !VALUE_STOPS(p[i]))
+                ++i;
+            if (i == size)
+                break;
+            if (p[i] == in.quote) {
                 in.lex = Lex::Tag;
                 in.run = 1; // a value has just ended
-            } else if (c == '\t' || c == '\n' || c == '\r') {
+            } else if (isBlank(p[i])) {
                 out.append(p + copied, i - copied);
-                out.append(c == '\t' ? "&#9;" : c == '\n' ? "&#10;" : "&#13;");
+                out.append(p[i] == '\t' ? "&#9;" : p[i] == '\n' ? "&#10;" : "&#13;");
                 copied = i + 1;
             }
             break;
@@ -206,6 +242,7 @@ QByteArray keepValueWhitespace(Input& in, QByteArray const& chunk) {
             if (c == '>' && in.run > 0) {
                 in.lex = Lex::Text;
                 in.run = 0;
+                in.afterMarkup = true;
                 break;
             }
             in.run = c == '?';
@@ -215,6 +252,7 @@ QByteArray keepValueWhitespace(Input& in, QByteArray const& chunk) {
             if (c == '>' && in.run >= 2) {
                 in.lex = Lex::Text;
                 in.run = 0;
+                in.afterMarkup = true;
                 break;
             }
             in.run = c == (in.lex == Lex::Comment ? '-' : ']') ? in.run + 1 : 0;

@@ -38,8 +38,9 @@ struct Input {
     char last = 0;
     Lex lex = Lex::Text;
     char quote = 0;
-    int run = 0;           // terminator characters seen ("--" of "-->", ...)
-    bool inSubset = false; // inside a DOCTYPE's internal subset
+    int run = 0;              // terminator characters seen ("--" of "-->", ...)
+    bool inSubset = false;    // inside a DOCTYPE's internal subset
+    bool afterMarkup = false; // the text began right after a tag, comment, ...
 };
 
 // The next token of the reader, given more of the file whenever it runs dry.

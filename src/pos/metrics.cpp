@@ -79,6 +79,19 @@ void skipElement(Input& in) {
     }
 }
 
+// Names and values are compared in place, without building strings.
+bool equals(QStringRef const& text, QString const& name) {
+    const int size = name.size();
+    if (text.size() != size)
+        return false;
+    const QChar* a = text.unicode();
+    const QChar* b = name.unicode();
+    for (int i = 0; i < size; ++i)
+        if (a[i] != b[i])
+            return false;
+    return true;
+}
+
 int statusCode(QStringRef const& value) {
     // The same table as proofStatusOfAttrValue, most frequent values first,
     // compared without building a string.
@@ -90,7 +103,7 @@ int statusCode(QStringRef const& value) {
         {ATTR_VALUE_PROVED_THREE, PROVED}, {ATTR_VALUE_PROVED_UTIL, PROVED},
     };
     for (auto const& [text, status] : table)
-        if (value == text)
+        if (equals(value, text))
             return status;
     return BAD_STATUS;
 }
@@ -105,7 +118,7 @@ status_t checked(int code) {
 // adds from a DTD's defaults are not part of the document that is counted.
 bool attribute(QXmlStreamAttributes const& attributes, QString const& name, QStringRef& value) {
     for (auto const& a : attributes)
-        if (!a.isDefault() && a.qualifiedName() == name) {
+        if (equals(a.qualifiedName(), name) && !a.isDefault()) {
             value = a.value();
             return true;
         }
@@ -138,7 +151,7 @@ bool isBuiltInProof(QXmlStreamAttributes const& attributes) {
     if (!attribute(attributes, ATTR_PROOF_STATE, value))
         return false; // reads as "Unproved"
     for (QString const& proved : proofProvedStatuses)
-        if (value == proved)
+        if (equals(value, proved))
             return true;
     return false;
 }
@@ -146,13 +159,15 @@ bool isBuiltInProof(QXmlStreamAttributes const& attributes) {
 void readMechanism(Input& in, GoalBuffer& goal) {
     QXmlStreamReader const& reader = in.reader;
     Pending& mechanism = push(goal.mechanisms, goal.nbMechanisms);
-    nameAttribute(reader.attributes(), mechanism.name);
-    mechanism.status = statusAttribute(reader.attributes());
+    const QXmlStreamAttributes attributes = reader.attributes();
+    nameAttribute(attributes, mechanism.name);
+    mechanism.status = statusAttribute(attributes);
     while (nextChild(in)) {
-        if (reader.qualifiedName() == TAG_DRIVER) {
+        if (equals(reader.qualifiedName(), TAG_DRIVER)) {
+            const QXmlStreamAttributes driverAttributes = reader.attributes();
             Pending& driver = push(goal.drivers, goal.nbDrivers);
-            nameAttribute(reader.attributes(), driver.name);
-            driver.status = statusAttribute(reader.attributes());
+            nameAttribute(driverAttributes, driver.name);
+            driver.status = statusAttribute(driverAttributes);
         }
         skipElement(in);
     }
@@ -168,11 +183,11 @@ void readGoal(Input& in, GoalBuffer& goal) {
     goal.nbDrivers = 0;
     while (nextChild(in)) {
         const QStringRef name = reader.qualifiedName();
-        if (name == TAG_MECHANISM) {
+        if (equals(name, TAG_MECHANISM)) {
             readMechanism(in, goal);
             continue;
         }
-        if (name == TAG_PROOF_STATE && !goal.hasProofState) {
+        if (equals(name, TAG_PROOF_STATE) && !goal.hasProofState) {
             goal.hasProofState = true;
             goal.builtInProof = isBuiltInProof(reader.attributes());
         }
@@ -272,7 +287,7 @@ void countGoal(GoalBuffer const& goal, metrics_t& metrics) {
 void countObligation(Input& in, GoalBuffer& goal, metrics_t& metrics) {
     QXmlStreamReader const& reader = in.reader;
     while (nextChild(in)) {
-        if (reader.qualifiedName() == TAG_SIMPLE_GOAL) {
+        if (equals(reader.qualifiedName(), TAG_SIMPLE_GOAL)) {
             // A goal cut off by an error counts with the children read so far.
             readGoal(in, goal);
             countGoal(goal, metrics);
@@ -297,7 +312,7 @@ bool getMetrics(std::string const& path, metrics_t& metrics) {
     // further element and every loop ends.
     if (nextChild(in)) { // the document element, whatever its name
         while (nextChild(in)) {
-            if (reader.qualifiedName() == TAG_PROOF_OBLIGATION)
+            if (equals(reader.qualifiedName(), TAG_PROOF_OBLIGATION))
                 countObligation(in, goal, metrics);
             else
                 skipElement(in);
