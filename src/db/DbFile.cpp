@@ -1,7 +1,8 @@
 #include "db/DbFile.h"
 
+#include "pos/xml_load.h"
+
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 namespace {
@@ -26,17 +27,15 @@ QDomElement nextComponent(QDomElement const& component) {
 } // namespace
 
 bool DbFile::load(QString path, QString* error) {
-    QFile file(path);
-    QString message;
-    int line = 0;
-    int column = 0;
-    if (document.setContent(&file, false, &message, &line, &column)) {
+    pos::load_error_t failure;
+    if (pos::loadDocument(path, document, &failure) == pos::load_t::parsed) {
         filePath = path;
         return true;
     }
     if (error)
         *error = QStringLiteral("%1:%2:%3:%4")
-                     .arg(path, QString::number(line), QString::number(column), message);
+                     .arg(path, QString::number(failure.line), QString::number(failure.column),
+                          failure.message);
     return false;
 }
 

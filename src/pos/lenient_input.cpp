@@ -1,5 +1,7 @@
 #include "pos/lenient_input.h"
 
+#include "pos/xml_load.h"
+
 #include <QString>
 #include <QTextCodec>
 
@@ -20,6 +22,8 @@
 // - U+FFFD in a tag, a declaration or a processing instruction's target, where the DOM reader stops
 // at once,
 //   stops the streaming reader too;
+// - elements nested deeper than MAX_XML_DEPTH end the document, as the DOM
+//   loader breaks it off there;
 // - the DOM reader makes an empty element on reading the '/' of "<Name .../"
 //   and stops at the next character if that is not '>': so does the streaming
 //   reader, by way of a '>' and a character reference that it refuses;
@@ -316,8 +320,17 @@ bool feed(Input& in) {
 } // namespace
 
 QXmlStreamReader::TokenType nextToken(Input& in) {
+    if (in.tooDeep)
+        return QXmlStreamReader::Invalid;
     for (;;) {
         const auto token = in.reader.readNext();
+        if (token == QXmlStreamReader::StartElement && ++in.depth > MAX_XML_DEPTH) {
+            // The DOM loader breaks the document off here.
+            in.tooDeep = true;
+            return QXmlStreamReader::Invalid;
+        }
+        if (token == QXmlStreamReader::EndElement)
+            --in.depth;
         if (token != QXmlStreamReader::Invalid ||
             in.reader.error() != QXmlStreamReader::PrematureEndOfDocumentError || !feed(in))
             return token;

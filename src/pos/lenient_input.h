@@ -41,6 +41,8 @@ struct Input {
     int run = 0;              // terminator characters seen ("--" of "-->", ...)
     bool inSubset = false;    // inside a DOCTYPE's internal subset
     bool afterMarkup = false; // the text began right after a tag, comment, ...
+    int depth = 0;            // of the elements open in the reader
+    bool tooDeep = false;
 };
 
 // The next token of the reader, given more of the file whenever it runs dry.

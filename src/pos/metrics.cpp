@@ -1,5 +1,6 @@
 #include "pos/lenient_input.h"
 #include "pos/pos_internal.h"
+#include "pos/xml_load.h"
 
 #include <QFile>
 #include <QXmlStreamReader>
@@ -300,8 +301,8 @@ void countObligation(Input& in, GoalBuffer& goal, metrics_t& metrics) {
 } // namespace
 
 bool getMetrics(std::string const& path, metrics_t& metrics) {
-    QFile file(QString::fromStdString(path));
-    if (!file.exists() || !file.open(QIODevice::ReadOnly))
+    QFile file;
+    if (!openRegularFile(QString::fromStdString(path), file))
         return false;
     metrics = metrics_t{};
     QXmlStreamReader reader;

@@ -97,6 +97,27 @@ struct metrics_t {
 // with `metrics` partly filled.
 bool getMetrics(std::string const& path, metrics_t& metrics);
 
+// True when every goal's recorded status is the one its proof state, iapa
+// verdict and mechanisms call for. At the first goal that breaks this, writes
+// that goal as XML to standard error and returns false. An unknown status
+// value throws std::out_of_range ("map::at").
+bool checkPosInvariant(QDomDocument const& doc);
+
+// Replaces `mechanismNames` with the distinct mechanism names of the PO file at
+// `path` (UTF-8), in order of first appearance. Returns false, leaving the list
+// untouched, when the file cannot be opened.
+bool getMechanisms(std::string const& path, std::list<std::string>& mechanismNames);
+
+// Marks every mechanism unproved and sets each goal's status from its proof
+// state alone.
+void unprove(QDomDocument& doc);
+
+// Removes the first mechanism called `name` from every goal and brings each
+// changed goal's status back in line. `removed` tells whether anything was
+// removed. Returns false for a null document or a refused removal. An unknown
+// status value throws std::out_of_range ("map::at"), leaving earlier changes.
+bool removeMechanism(QDomDocument& doc, std::string const& name, bool& removed);
+
 } // namespace pos
 
 #endif

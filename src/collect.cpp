@@ -1,0 +1,69 @@
+#include "collect.h"
+
+#include "db/DbFile.h"
+
+#include <QString>
+
+#include <stdexcept>
+
+namespace {
+
+// The database is released before any PO file is read.
+std::list<std::string> component_names(std::string const& bdp, std::string const& project) {
+    const QString path =
+        QString("%1%2%3.db")
+            .arg(QString::fromUtf8(bdp.c_str()), QString("/"), QString::fromUtf8(project.c_str()));
+    DbFile db;
+    db.load(path, nullptr);
+    std::list<std::string> names;
+    for (QString const& name : db.getComponents())
+        names.push_back(name.toUtf8().toStdString());
+    return names;
+}
+
+} // namespace
+
+collection_t collect_metrics(std::string const& bdp, std::string const& project) {
+    collection_t result;
+    for (std::string& name : component_names(bdp, project))
+        result.components.emplace_back(std::move(name), std::make_unique<pos::metrics_t>());
+    for (auto& [name, metrics] : result.components) {
+        std::string path = bdp + "/" + name + ".pos";
+        try {
+            pos::getMetrics(path, *metrics);
+        } catch (std::out_of_range const&) {
+            result.unknown_status_path = std::move(path);
+            break;
+        }
+    }
+    return result;
+}
+
+void add_to_total(pos::metrics_t& total, pos::metrics_t const& metrics) {
+    total.nb_po += metrics.nb_po;
+    total.nb_unproved += metrics.nb_unproved;
+    total.nb_proved += metrics.nb_proved;
+    total.nb_unreliably_proved += metrics.nb_unreliably_proved;
+    total.nb_disproved += metrics.nb_disproved;
+    total.nb_ext += metrics.nb_ext;
+    total.nb_int += metrics.nb_int;
+    for (auto const& [mech_name, mech] : metrics.mechanisms) {
+        auto& total_mech = total.mechanisms[mech_name];
+        if (!total_mech)
+            total_mech = std::make_unique<pos::mechanism_metrics_t>();
+        total_mech->nb_unproved += mech->nb_unproved;
+        total_mech->nb_unknown += mech->nb_unknown;
+        total_mech->nb_proved += mech->nb_proved;
+        total_mech->nb_unreliably_proved += mech->nb_unreliably_proved;
+        total_mech->nb_disproved += mech->nb_disproved;
+        for (auto const& [driver_name, driver] : mech->drivers) {
+            auto& total_driver = total_mech->drivers[driver_name];
+            if (!total_driver)
+                total_driver = std::make_unique<pos::driver_metrics_t>();
+            total_driver->nb_unproved += driver->nb_unproved;
+            total_driver->nb_unknown += driver->nb_unknown;
+            total_driver->nb_proved += driver->nb_proved;
+            total_driver->nb_disproved += driver->nb_disproved;
+        }
+    }
+}

@@ -1,0 +1,30 @@
+// Collection of every component's metrics and their total.
+#ifndef COLLECT_H
+#define COLLECT_H
+
+#include "pos/pos.h"
+
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+// Component name (UTF-8 bytes) and its record, in project-database order.
+using component_list_t = std::list<std::pair<std::string, std::unique_ptr<pos::metrics_t>>>;
+
+struct collection_t {
+    component_list_t components;
+    // Set when a PO file holds a status value outside the vocabulary: the
+    // path of that file. Collection stops there and the run must not report.
+    std::optional<std::string> unknown_status_path;
+};
+
+// Reads bdp/project.db, then bdp/NAME.pos for every component it lists.
+// Files that cannot be read leave their component's record at zero.
+collection_t collect_metrics(std::string const& bdp, std::string const& project);
+
+// Adds `metrics` into `total`, merging mechanisms and drivers by name.
+void add_to_total(pos::metrics_t& total, pos::metrics_t const& metrics);
+
+#endif

@@ -1,0 +1,104 @@
+// prooftally: counts the proof obligations of a project's components and
+// writes one report (text, HTML or CSV) to standard output.
+#include "collect.h"
+#include "reports.h"
+
+#include <getopt.h>
+
+#include <iostream>
+#include <string>
+
+namespace {
+
+enum class format_t { unset, text, html, csv };
+
+void cout_usage() {
+    std::cout << "prooftally [-H | -C ] -b bdp -p project [-h]\n"
+                 "\t-H, --html\n"
+                 "\t\tSets output format to HTML\n"
+                 "\t-C, --csv\n"
+                 "\t\tSets output format to CSV\n"
+                 "\t-b,  --bdp=path\n"
+                 "\t\tPath to the bdp of the project\n"
+                 "\t-p, --project=name\n"
+                 "\t\tName of the project\n"
+                 "\t-h, --help\n"
+                 "\t\tPrints this and exits with error code\n";
+}
+
+void cout_report(format_t format, component_list_t const& components, pos::metrics_t const& total) {
+    switch (format) {
+    case format_t::text:
+        cout_pretty_print(components, total);
+        break;
+    case format_t::html:
+        cout_html_head(total);
+        for (auto const& [name, metrics] : components)
+            cout_html_metrics(name, *metrics, total);
+        cout_html_metrics("Total", total, total);
+        cout_html_tail();
+        break;
+    case format_t::csv:
+        cout_csv_header(total);
+        for (auto const& [name, metrics] : components)
+            cout_csv_metrics(name, *metrics, total);
+        cout_csv_metrics("TOTAL", total, total);
+        break;
+    case format_t::unset:
+        break;
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    static option const long_options[] = {
+        {"bdp", required_argument, nullptr, 'b'},     {"csv", no_argument, nullptr, 'C'},
+        {"html", no_argument, nullptr, 'H'},          {"help", no_argument, nullptr, 'h'},
+        {"project", required_argument, nullptr, 'p'}, {nullptr, 0, nullptr, 0},
+    };
+
+    format_t format = format_t::unset;
+    std::string bdp;
+    std::string project;
+    int option;
+    while ((option = getopt_long(argc, argv, "b:CHhp:", long_options, nullptr)) != -1) {
+        switch (option) {
+        case 'H':
+            format = format_t::html;
+            break;
+        case 'C':
+            format = format_t::csv;
+            break;
+        case 'b':
+            bdp = optarg;
+            if (format == format_t::unset)
+                format = format_t::text;
+            break;
+        case 'p':
+            project = optarg;
+            if (format == format_t::unset)
+                format = format_t::text;
+            break;
+        default:
+            cout_usage();
+            return 1;
+        }
+    }
+    if (format == format_t::unset)
+        return 1;
+
+    // Everything is collected before anything is written, so that a run that
+    // stops leaves standard output empty.
+    collection_t const collected = collect_metrics(bdp, project);
+    if (collected.unknown_status_path) {
+        std::cerr << "prooftally: " << *collected.unknown_status_path
+                  << ": unknown proof status value\n";
+        return 1;
+    }
+    pos::metrics_t total;
+    for (auto const& component : collected.components)
+        add_to_total(total, *component.second);
+    cout_report(format, collected.components, total);
+    return 0;
+}
