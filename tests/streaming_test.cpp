@@ -118,6 +118,13 @@ private:
     }
 };
 
+std::string repeat(std::string const& s, int n) {
+    std::string out;
+    for (int i = 0; i < n; ++i)
+        out += s;
+    return out;
+}
+
 } // namespace
 
 TEST(StreamingCount, AgreesWithTheDomWalkOnWellFormedFiles) {
@@ -183,6 +190,10 @@ TEST(StreamingCount, ReadsWhatTheDomReaderForgives) {
              "al/>" +
              goals + end,
          1},
+        {"nesting deeper than the DOM loader takes ends the document",
+         body + "<Simple_Goal>" + repeat("<x>", 5000) + repeat("</x>", 5000) + "</Simple_Goal>" +
+             goals + end,
+         2},
         {"U+FFFD in a DTD", "<!DOCTYPE x [<!ATTLIST \xff a CDATA 'b'>]>" + body + end, 0},
     };
     for (auto const& c : cases) {
