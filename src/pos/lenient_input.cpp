@@ -19,9 +19,8 @@
 //   reader does not normalise them to spaces);
 // - an attribute may follow the closing quote of the one before without a
 //   blank, and "]]>" may stand in text, as the DOM reader allows;
-// - U+FFFD in a tag, a declaration or a processing instruction's target, where the DOM reader stops
-// at once,
-//   stops the streaming reader too;
+// - U+FFFD in a tag, a declaration or a processing instruction's target,
+//   where the DOM reader stops at once, stops the streaming reader too;
 // - elements nested deeper than MAX_XML_DEPTH end the document, as the DOM
 //   loader breaks it off there;
 // - the DOM reader makes an empty element on reading the '/' of "<Name .../"
@@ -29,6 +28,8 @@
 //   reader, by way of a '>' and a character reference that it refuses;
 // - a file that ends just after the '/' of an empty-element tag still makes
 //   that element, as the DOM reader makes it on reading the '/'.
+// Blanks between two tags are also left out: they count for nothing, and the
+// reader is spared a token for each.
 
 namespace pos {
 
