@@ -6,7 +6,8 @@
 #
 # Builds the release binaries in build-bench/, installs the tools it needs
 # from Debian's packages, generates the data once into SCRATCH_DIR (seeded,
-# so every run reads the same bytes), then prints one table per data set:
+# so every run reads the same bytes), then prints one table per data set
+# (SETS="medium:medium file200:big" picks some; SETS= none):
 # median wall time of RUNS runs (tools interleaved, round after round), MB/s,
 # peak resident memory, and each tool's time over prooftally's.
 set -euo pipefail
@@ -99,17 +100,35 @@ bench_set() { # DIR PROJECT
         printf '| %-34s | %9.3f | %7.1f | %9.1f | %8.2f |\n' "${names[$i]}" "$t" \
             "$(echo "$mb / $t" | bc -l)" "$(echo "$kb / 1024" | bc -l)" "$(echo "$t / $base" | bc -l)"
     done
-    echo "${project} $(cut -d' ' -f1 "$tmp/0" | median)" >>"$scratch/base_times"
     rm -rf "$tmp"
 }
 
-: >"$scratch/base_times"
 echo "ratio: each tool's median time over the first row's, measured in the same run"
-bench_set "$scratch/small" small
-bench_set "$scratch/medium" medium
-bench_set "$scratch/medium2x" medium2x
-bench_set "$scratch/file100" big
-bench_set "$scratch/file200" big
+for set in ${SETS-small:small medium:medium medium2x:medium2x file100:big file200:big}; do
+    bench_set "$scratch/${set%%:*}" "${set##*:}"
+done
 
-awk '{t[NR]=$2} END {
-    printf "\nlinearity (first row): 200 MB project / 100 MB project = %.2f; 200 MB file / 100 MB file = %.2f\n", t[3]/t[2], t[5]/t[4] }' "$scratch/base_times"
+# Linearity: the base tool on data of one size and on twice that, run after
+# run in the same rounds, so that the machine's load weighs on both alike.
+base_cmd() { # DIR PROJECT
+    if [ -x "$prooftally" ]; then
+        echo "$prooftally -b $1 -p $2"
+    else
+        echo "$pos_count $(find "$1" -name '*.pos' | sort | tr '\n' ' ')"
+    fi
+}
+tmp=$(mktemp -d)
+for ((r = 0; r < RUNS; r++)); do
+    for set in medium:medium medium2x:medium2x file100:big file200:big; do
+        # shellcheck disable=SC2046
+        timed $(base_cmd "$scratch/${set%%:*}" "${set##*:}") >>"$tmp/${set%%:*}"
+    done
+done
+m() { cut -d' ' -f1 "$tmp/$1" | median; }
+k() { cut -d' ' -f2 "$tmp/$1" | sort -g | tail -1; }
+printf '\nlinearity of the first row (%d interleaved runs): 100 MB project %.3f s, 200 MB project %.3f s, ratio %.2f\n' \
+    "$RUNS" "$(m medium)" "$(m medium2x)" "$(echo "$(m medium2x) / $(m medium)" | bc -l)"
+printf 'single file: 100 MB %.3f s (peak %.1f MB), 200 MB %.3f s (peak %.1f MB), ratio %.2f\n' \
+    "$(m file100)" "$(echo "$(k file100) / 1024" | bc -l)" "$(m file200)" \
+    "$(echo "$(k file200) / 1024" | bc -l)" "$(echo "$(m file200) / $(m file100)" | bc -l)"
+rm -rf "$tmp"
