@@ -24,6 +24,14 @@ private:
 // 1 dis 0"
 std::string describe(pos::metrics_t const& m);
 
+// Everything a count of the file at `path` leaves behind: its result or its
+// exception, then describe() of the record (which starts non-empty).
+std::string countOutcome(bool (*count)(std::string const&, pos::metrics_t&),
+                         std::string const& path);
+
+// Whether both XML readers of Qt take `xml` as well-formed (no namespaces).
+bool wellFormed(std::string const& xml);
+
 // A PO document holding `goals` inside one Proof_Obligation.
 std::string poDocument(std::string const& goals);
 

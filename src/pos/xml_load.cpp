@@ -28,6 +28,9 @@ struct prefix_t {
 // stream breaks (then up to a chunk after it).
 prefix_t domPrefix(QByteArray const& data) {
     QXmlStreamReader reader;
+    // As the DOM reader is asked to: a prefix that no xmlns declares is no
+    // error.
+    reader.setNamespaceProcessing(false);
     int fed = 0;
     int lastChunk = 0;
     int depth = 0;

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Benchmark: prooftally against the DOM reference and the XML tools a user
+# would reach for, on generated projects. Not part of CI.
+#
+#   bench/run.sh [SCRATCH_DIR]      (default: /tmp/prooftally-bench)
+#
+# Builds the release binaries in build-bench/, installs the tools it needs
+# from Debian's packages, generates the data once into SCRATCH_DIR (seeded,
+# so every run reads the same bytes), then prints one table per data set:
+# median wall time of RUNS runs (tools interleaved, round after round), MB/s,
+# peak resident memory, and each tool's time over prooftally's.
+set -euo pipefail
+
+repo=$(cd "$(dirname "$0")/.." && pwd)
+scratch=${1:-/tmp/prooftally-bench}
+build=$repo/build-bench
+RUNS=${RUNS:-5}
+
+need=()
+command -v xmllint >/dev/null || need+=(libxml2-utils)
+command -v xmlstarlet >/dev/null || need+=(xmlstarlet)
+[ -x /usr/bin/time ] || need+=(time)
+command -v bc >/dev/null || need+=(bc)
+command -v python3 >/dev/null || need+=(python3)
+command -v cmake >/dev/null || need+=(cmake g++ make qtbase5-dev libgtest-dev)
+if ((${#need[@]})); then
+    apt-get update && DEBIAN_FRONTEND=noninteractive apt-get install -y "${need[@]}"
+fi
+
+cmake -S "$repo" -B "$build" -DCMAKE_BUILD_TYPE=Release -DPROOFTALLY_BENCH=ON >/dev/null
+targets=(pos_count)
+[ -f "$repo/src/prooftally.cpp" ] && targets+=(prooftally)
+cmake --build "$build" -j2 --target "${targets[@]}" >/dev/null
+prooftally=$build/src/prooftally
+pos_count=$build/bench/pos_count
+
+gen() { # DIR ARGS...: generate once
+    local dir=$1
+    shift
+    if [ ! -f "$dir/.done" ]; then
+        rm -rf "$dir" && mkdir -p "$dir"
+        python3 "$repo/bench/gen_project.py" "$@"
+        touch "$dir/.done"
+    fi
+}
+single() { # DIR NAME MB SEED: a project of one component
+    gen "$1" file "$1/$2.pos" "$3" --seed "$4"
+    [ -f "$1/$2.db" ] || printf '<db_xml><project><component_file name="%s" path="." suffix="mch"/></project></db_xml>\n' "$2" >"$1/$2.db"
+}
+gen "$scratch/small" project "$scratch/small" small 10 2 --seed 1
+gen "$scratch/medium" project "$scratch/medium" medium 200 100 --seed 2
+gen "$scratch/medium2x" project "$scratch/medium2x" medium2x 400 200 --seed 4
+single "$scratch/file100" big 100 5
+single "$scratch/file200" big 200 5
+
+# One timed run: prints "seconds peak_kilobytes".
+timed() {
+    local t0 t1 out
+    out=$(mktemp)
+    t0=$(date +%s.%N)
+    /usr/bin/time -f %M -o "$out" "$@" >/dev/null 2>&1 || true
+    t1=$(date +%s.%N)
+    echo "$(echo "$t1 - $t0" | bc -l) $(tail -1 "$out")"
+    rm -f "$out"
+}
+
+median() { sort -g | awk '{a[NR]=$1} END {print (NR%2) ? a[(NR+1)/2] : (a[NR/2]+a[NR/2+1])/2}'; }
+
+bench_set() { # DIR PROJECT
+    local dir=$1 project=$2
+    local files bytes mb
+    mapfile -t files < <(find "$dir" -name '*.pos' | sort)
+    bytes=$(cat "${files[@]}" | wc -c)
+    mb=$(echo "$bytes / 1000000" | bc -l)
+    local -a names cmds
+    if [ -x "$prooftally" ]; then
+        names+=("prooftally (text)" "prooftally (CSV)")
+        cmds+=("$prooftally -b $dir -p $project" "$prooftally -b $dir -p $project -C")
+    fi
+    names+=("streaming count (pos_count)" "DOM reference (pos_count --dom)" "xmllint --stream --noout" "xmlstarlet count(//Simple_Goal)")
+    cmds+=("$pos_count ${files[*]}" "$pos_count --dom ${files[*]}" "xmllint --stream --noout ${files[*]}" "xmlstarlet sel -t -v count(//Simple_Goal) -n ${files[*]}")
+    local tmp
+    tmp=$(mktemp -d)
+    for ((r = 0; r < RUNS; r++)); do
+        for i in "${!cmds[@]}"; do
+            # shellcheck disable=SC2086
+            timed ${cmds[$i]} >>"$tmp/$i"
+        done
+    done
+    printf '\n%s: %d PO files, %.1f MB\n' "$project" "${#files[@]}" "$mb"
+    printf '| %-34s | %9s | %7s | %9s | %8s |\n' tool "median s" "MB/s" "peak MB" "ratio"
+    printf '|%s|%s|%s|%s|%s|\n' ------------------------------------ ----------- --------- ----------- ----------
+    local base
+    base=$(cut -d' ' -f1 "$tmp/0" | median)
+    for i in "${!cmds[@]}"; do
+        local t kb
+        t=$(cut -d' ' -f1 "$tmp/$i" | median)
+        kb=$(cut -d' ' -f2 "$tmp/$i" | sort -g | tail -1)
+        printf '| %-34s | %9.3f | %7.1f | %9.1f | %8.2f |\n' "${names[$i]}" "$t" \
+            "$(echo "$mb / $t" | bc -l)" "$(echo "$kb / 1024" | bc -l)" "$(echo "$t / $base" | bc -l)"
+    done
+    echo "${project} $(cut -d' ' -f1 "$tmp/0" | median)" >>"$scratch/base_times"
+    rm -rf "$tmp"
+}
+
+: >"$scratch/base_times"
+echo "ratio: each tool's median time over the first row's, measured in the same run"
+bench_set "$scratch/small" small
+bench_set "$scratch/medium" medium
+bench_set "$scratch/medium2x" medium2x
+bench_set "$scratch/file100" big
+bench_set "$scratch/file200" big
+
+awk '{t[NR]=$2} END {
+    printf "\nlinearity (first row): 200 MB project / 100 MB project = %.2f; 200 MB file / 100 MB file = %.2f\n", t[3]/t[2], t[5]/t[4] }' "$scratch/base_times"
