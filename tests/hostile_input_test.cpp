@@ -108,6 +108,9 @@ TEST(HostileInput, EachPoFileHasItsCount) {
                        PROVED + "<Simple_Goal><Tag>&big;</Tag></Simple_Goal>" + PROVED),
                true),
          PARTLY, ""},
+        {"large entity named in a comment only",
+         withDtd(laughs(3) + "<!ENTITY big \"&l3;&l3;\">\n", PROVED + "<!-- &big; -->" + PROVED),
+         "true | po 2 unp 0 pr 2 unr 0 dis 0 ext 0 int 0", ""},
         {"expansion within the limit",
          withDtd(laughs(3), "<Simple_Goal><Mechanism name=\"&l3;\"/></Simple_Goal>"),
          "true | po 1 unp 1 pr 0 unr 0 dis 0 ext 0 int 0 | " + lol +
@@ -193,6 +196,7 @@ TEST(HostileInput, ProjectDatabaseKeepsWhatCameBefore) {
         std::string bytes;
         bool loads;
         QList<QString> components;
+        QString reason = {}; // the error text's end, when it matters
     };
     const Case cases[] = {
         // Refused at the DTD, before any component.
@@ -206,6 +210,13 @@ TEST(HostileInput, ProjectDatabaseKeepsWhatCameBefore) {
                   "<component_file name=\"a\"/>&e;<component_file name=\"b\"/>"),
          true,
          {"a", "b"}},
+        // Cut before the first reference.
+        {"large entity declared last",
+         database(laughs(3) + "<!ENTITY big \"&l3;&l3;\">\n",
+                  "<component_file name=\"a\"/><component_file name=\"x&big;\"/>"),
+         false,
+         {"a"},
+         ":an entity expands to more than 4096 characters"},
         {"random bytes", randomBytes(65536, 3), false, {}},
         {"NUL byte",
          database("", "<component_file name=\"a\"/>") + std::string(1, '\0'),
@@ -215,7 +226,9 @@ TEST(HostileInput, ProjectDatabaseKeepsWhatCameBefore) {
     for (Case const& c : cases) {
         SCOPED_TRACE(c.what);
         DbFile db;
-        EXPECT_EQ(db.load(QString::fromStdString(dir.write("p.db", c.bytes))), c.loads);
+        QString error;
+        EXPECT_EQ(db.load(QString::fromStdString(dir.write("p.db", c.bytes)), &error), c.loads);
+        EXPECT_TRUE(error.endsWith(c.reason)) << error.toStdString();
         EXPECT_EQ(db.getComponents(), c.components);
         EXPECT_TRUE(db.getComponentPath(QStringLiteral("SECRET")).isNull());
     }

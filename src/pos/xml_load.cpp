@@ -196,7 +196,9 @@ prefix_t domPrefix(QByteArray const& data) {
         if (token == QXmlStreamReader::EndElement)
             --depth;
     }
-    if (!oversized.isEmpty()) {
+    // A stream that ended cleanly expanded every reference within the limit;
+    // text such as "&big;" in a comment is no reference.
+    if (!oversized.isEmpty() && reader.hasError()) {
         const int reference = firstReference(
             data.left(prefix.bytes), reader.documentEncoding().toString(), oversized, dtdChunk);
         if (reference < prefix.bytes)
