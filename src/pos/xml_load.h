@@ -29,7 +29,10 @@ struct load_error_t {
 };
 
 // Replaces `doc` with the file's content. Unopened: `doc` is null. Broken:
-// `doc` holds the elements whose start tags were read before the error.
+// `doc` holds the elements whose start tags were read before the error. An
+// internal entity that expands to more than 4096 characters (as the streaming
+// reader refuses, and the DOM reader only partly does) breaks the document
+// off before its first reference.
 // `error`, when given, is filled unless the file parsed.
 load_t loadDocument(QString const& path, QDomDocument& doc, load_error_t* error);
 
