@@ -82,6 +82,7 @@ TEST(ExpectedStatus, DisproofOverProofOverUnreliableProof) {
 }
 
 TEST(CheckPosInvariant, WritesOnlyTheFirstOffendingGoal) {
+    EXPECT_EQ(verdict(""), "consistent"); // no document element
     // A missing status reads Unproved; goals out of place are not visited.
     EXPECT_EQ(verdict("<R><Simple_Goal status=\"Disproved\"/><Proof_Obligation>" +
                       goal("Proved(3)", R"~(<Mechanism status="Proved"/>)~") +
