@@ -2,12 +2,13 @@
 #include "test_support.h"
 
 #include <QDir>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-const char* const kDatabase = R"(<?xml version="1.0"?>
+const std::string kDatabase = R"(<?xml version="1.0"?>
 <db_xml>
   <project name="first">
     <component_file name="ctrl" path="rel/../dir" suffix="mch"/>
@@ -26,20 +27,14 @@ const char* const kDatabase = R"(<?xml version="1.0"?>
 
 } // namespace
 
-TEST(DbFile, ListsComponentsOfTheFirstProjectInFileOrder) {
+TEST(DbFile, ListsAndResolvesComponentsOfTheFirstProject) {
     ScratchDir dir;
     DbFile db;
-    EXPECT_TRUE(db.getFilePath().isNull());
     const QString path = QString::fromStdString(dir.write("p.db", kDatabase));
     ASSERT_TRUE(db.load(path));
     EXPECT_EQ(db.getFilePath(), path);
     EXPECT_EQ(db.getComponents(), (QList<QString>{"ctrl", "Beta", "ctrl", "", "nosuffix", "%2"}));
-}
 
-TEST(DbFile, ResolvesComponentPaths) {
-    ScratchDir dir;
-    DbFile db;
-    ASSERT_TRUE(db.load(QString::fromStdString(dir.write("p.db", kDatabase))));
     const QString cwd = QDir::currentPath();
     const struct {
         QString asked;
@@ -48,24 +43,18 @@ TEST(DbFile, ResolvesComponentPaths) {
     } rows[] = {
         {"ctrl", cwd + "/dir/ctrl.mch", cwd + "/dir/ctrl.mch"}, // the first of two wins
         {"Beta", "/abs/src/x/Beta.imp", "/abs/src/x/Beta.imp"},
-        {"", "/unnamed/.mch", QString()}, // the empty base name matches the unnamed one too
+        {"", "/unnamed/.mch", "/unnamed/.mch"},
         {"nosuffix", cwd + "/nosuffix.", cwd + "/nosuffix."},
         {"%2", "/p/%2.s", "/p/%2.s"},
         {"nested", QString(), QString()},
         {"ignored", QString(), QString()},
         {"CTRL", QString(), QString()},
         {"/build/out/ctrl.mch.xml", QString(), cwd + "/dir/ctrl.mch"},
-        {"Beta.a.b", QString(), "/abs/src/x/Beta.imp"},
     };
     for (auto const& r : rows) {
-        SCOPED_TRACE(r.asked.toStdString());
-        EXPECT_EQ(db.getComponentPath(r.asked), r.componentPath);
-        EXPECT_EQ(db.getComponentPath(r.asked).isNull(), r.componentPath.isNull());
-        if (!r.asked.isEmpty()) {
-            EXPECT_EQ(db.getBxmlSource(r.asked), r.bxmlSource);
-        }
+        EXPECT_EQ(db.getComponentPath(r.asked), r.componentPath) << r.asked.toStdString();
+        EXPECT_EQ(db.getBxmlSource(r.asked), r.bxmlSource) << r.asked.toStdString();
     }
-    EXPECT_EQ(db.getBxmlSource(""), "/unnamed/.mch");
 }
 
 TEST(DbFile, FailedLoadsReportWhereAndKeepWhatWasRead) {
@@ -74,20 +63,19 @@ TEST(DbFile, FailedLoadsReportWhereAndKeepWhatWasRead) {
     const QString good = QString::fromStdString(dir.write("good.db", kDatabase));
     ASSERT_TRUE(db.load(good));
 
-    // Cut inside the project element: false, but the components before the break stay.
-    const std::string text(kDatabase);
+    // Cut inside the project: the components before the break stay.
     const QString cut = QString::fromStdString(
-        dir.write("cut.db", text.substr(0, text.find("<component_file path"))));
-    QString error = "untouched";
+        dir.write("cut.db", kDatabase.substr(0, kDatabase.find("<component_file path"))));
+    QString error;
     EXPECT_FALSE(db.load(cut, &error));
     EXPECT_EQ(db.getFilePath(), good);
     EXPECT_EQ(db.getComponents(), (QList<QString>{"ctrl", "Beta", "ctrl"}));
-    const QStringList fields = error.split(':');
-    ASSERT_GE(fields.size(), 4) << error.toStdString();
-    EXPECT_EQ(fields[0], cut);
-    EXPECT_GT(fields[1].toInt(), 0) << error.toStdString();
-    EXPECT_GT(fields[2].toInt(), 0) << error.toStdString();
-    EXPECT_FALSE(fields.mid(3).join(':').isEmpty());
+    // path:line:column:message
+    EXPECT_TRUE(
+        QRegularExpression("^" + QRegularExpression::escape(cut) + ":[1-9][0-9]*:[1-9][0-9]*:.")
+            .match(error)
+            .hasMatch())
+        << error.toStdString();
 
     const QString missing = QString::fromStdString(dir.path() + "/missing.db");
     EXPECT_FALSE(db.load(missing, &error));
@@ -95,8 +83,4 @@ TEST(DbFile, FailedLoadsReportWhereAndKeepWhatWasRead) {
     EXPECT_FALSE(db.load(missing)); // no error holder wanted
     EXPECT_EQ(db.getFilePath(), good);
     EXPECT_TRUE(db.getComponents().isEmpty());
-
-    ASSERT_TRUE(db.load(QString::fromStdString(dir.write("other.db", "<root><project/></root>"))));
-    EXPECT_TRUE(db.getComponents().isEmpty());
-    EXPECT_TRUE(db.getComponentPath("").isNull());
 }

@@ -6,6 +6,7 @@
 
 #include <QTemporaryDir>
 
+#include <stdexcept>
 #include <string>
 
 // A temporary directory that files are written into, removed with the object.
@@ -31,6 +32,16 @@ std::string countOutcome(bool (*count)(std::string const&, pos::metrics_t&),
 
 // Whether both XML readers of Qt take `xml` as well-formed (no namespaces).
 bool wellFormed(std::string const& xml);
+
+// The message of the std::out_of_range that `f` raises, or "no exception".
+template <typename F> std::string thrownMessage(F&& f) {
+    try {
+        f();
+    } catch (std::out_of_range const& e) {
+        return e.what();
+    }
+    return "no exception";
+}
 
 // A PO document holding `goals` inside one Proof_Obligation.
 std::string poDocument(std::string const& goals);

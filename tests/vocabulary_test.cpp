@@ -1,26 +1,13 @@
 #include "pos/pos_internal.h"
+#include "test_support.h"
 
 #include <QFile>
 
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <stdexcept>
 
 using namespace pos;
-
-namespace {
-
-template <typename F> std::string thrownMessage(F&& f) {
-    try {
-        f();
-    } catch (std::out_of_range const& e) {
-        return e.what();
-    }
-    return "no exception";
-}
-
-} // namespace
 
 TEST(Vocabulary, AttributeValuesConvertExactly) {
     const struct {
@@ -34,14 +21,13 @@ TEST(Vocabulary, AttributeValuesConvertExactly) {
     };
     for (auto const& c : known)
         EXPECT_EQ(proofStatusOfAttrValue(QString::fromUtf8(c.value)), c.status) << c.value;
-
-    const char* unknown[] = {"Valid",   "Invalid",    "",          "proved",       "PROVED",
-                             " Proved", "Proved ",    "Proved(4)", "Proved(util)", "Proved()",
-                             "Proved(", "Unproved\n", "Unreliably"};
-    for (const char* value : unknown)
+    for (const char* value : {"Valid", "", "proved", " Proved", "Proved(4)", "Proved(util)"})
         EXPECT_EQ(thrownMessage([&] { proofStatusOfAttrValue(QString::fromUtf8(value)); }),
                   "map::at")
             << '"' << value << '"';
+    // Only the parenthesised forms are states that the built-in prover proved.
+    EXPECT_EQ(proofProvedStatuses,
+              (QStringList{"Proved(0)", "Proved(1)", "Proved(2)", "Proved(3)", "Proved(Util)"}));
 }
 
 TEST(Vocabulary, StatusTextsMarksAndStreaming) {
@@ -59,36 +45,20 @@ TEST(Vocabulary, StatusTextsMarksAndStreaming) {
     EXPECT_EQ(charOfStatus.size(), 5u);
     for (auto const& r : rows) {
         EXPECT_EQ(strOfProofStatus(r.status), QString::fromUtf8(r.text));
-        EXPECT_EQ(proofStatusOfAttrValue(strOfProofStatus(r.status)), r.status);
         EXPECT_EQ(charOfStatus.at(r.status), r.mark);
         std::ostringstream os;
         os << r.status;
         EXPECT_EQ(os.str(), r.text);
     }
-
     for (int bad : {-1, 5}) {
-        const auto status = static_cast<status_t>(bad);
-        EXPECT_EQ(thrownMessage([&] { strOfProofStatus(status); }), "map::at");
         std::ostringstream os;
-        EXPECT_EQ(thrownMessage([&] { os << status; }), "map::at");
+        EXPECT_EQ(thrownMessage([&] { os << static_cast<status_t>(bad); }), "map::at");
         EXPECT_EQ(os.str(), "");
     }
 }
 
-TEST(Vocabulary, ProvedProofStatesAreTheFiveParenthesisedForms) {
-    EXPECT_EQ(proofProvedStatuses,
-              (QStringList{"Proved(0)", "Proved(1)", "Proved(2)", "Proved(3)", "Proved(Util)"}));
-    EXPECT_FALSE(proofProvedStatuses.contains(ATTR_VALUE_PROVED));
-    EXPECT_EQ(XML_INDENT, 4);
-    EXPECT_EQ(TAG_STATUS, ATTR_STATUS);
-}
-
 TEST(Vocabulary, EmbeddedSchemaIsTheSchemaFile) {
-    EXPECT_TRUE(xmlSchemaString.startsWith("<?xml version=\"1.0\" encoding=\"utf-8\"?>"));
     QFile file(PO_SCHEMA_FILE);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(xmlSchemaString, file.readAll());
-    QDomDocument doc;
-    ASSERT_TRUE(doc.setContent(xmlSchemaString, true));
-    EXPECT_EQ(doc.documentElement().localName(), "schema");
 }
