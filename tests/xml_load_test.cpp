@@ -5,11 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 namespace {
 
 std::string nested(int levels) {
@@ -55,44 +50,4 @@ TEST(XmlLoad, NestingPastTheLimitBreaksTheDocumentThere) {
     EXPECT_TRUE(message.startsWith(db + ":1:")) << message.toStdString();
     EXPECT_TRUE(message.endsWith(":elements nested deeper than 4096 levels"))
         << message.toStdString();
-}
-
-TEST(XmlLoad, OnlyRegularFilesAreRead) {
-    ScratchDir dir;
-    const std::string fifo = dir.path() + "/fifo.pos";
-    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    const std::string socketPath = dir.path() + "/socket.pos";
-    const int sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(sock, reinterpret_cast<sockaddr const*>(&address), sizeof address), 0);
-    const std::string zero = dir.path() + "/zero.pos";
-    const std::string random = dir.path() + "/random.pos";
-    const std::string dangling = dir.path() + "/dangling.pos";
-    ASSERT_EQ(::symlink("/dev/zero", zero.c_str()), 0);
-    ASSERT_EQ(::symlink("/dev/urandom", random.c_str()), 0);
-    ASSERT_EQ(::symlink((dir.path() + "/nowhere").c_str(), dangling.c_str()), 0);
-    const std::string good = dir.write("good.pos", poDocument("<Simple_Goal/>"));
-    const std::string link = dir.path() + "/link.pos";
-    ASSERT_EQ(::symlink(good.c_str(), link.c_str()), 0);
-
-    for (std::string const& path : {fifo, socketPath, zero, random, dangling, dir.path()}) {
-        SCOPED_TRACE(path);
-        pos::metrics_t m;
-        m.nb_po = 7;
-        EXPECT_FALSE(pos::getMetrics(path, m));
-        EXPECT_EQ(m.nb_po, 7u);
-        DbFile db;
-        QString error;
-        EXPECT_FALSE(db.load(QString::fromStdString(path), &error));
-        EXPECT_TRUE(error.endsWith(":0:0:cannot be opened as a regular file"))
-            << error.toStdString();
-        EXPECT_TRUE(db.getComponents().isEmpty());
-    }
-    ::close(sock);
-
-    pos::metrics_t m;
-    EXPECT_TRUE(pos::getMetrics(link, m)); // a link to a regular file is followed
-    EXPECT_EQ(m.nb_po, 1u);
 }
