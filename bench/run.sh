@@ -30,9 +30,9 @@ fi
 
 cmake -S "$repo" -B "$build" -DCMAKE_BUILD_TYPE=Release -DPROOFTALLY_BENCH=ON >/dev/null
 targets=(pos_count)
-[ -f "$repo/src/prooftally.cpp" ] && targets+=(prooftally)
+[ -f "$repo/src/prooftally/main.cpp" ] && targets+=(prooftally)
 cmake --build "$build" -j2 --target "${targets[@]}" >/dev/null
-prooftally=$build/src/prooftally
+prooftally=$build/src/prooftally/prooftally
 pos_count=$build/bench/pos_count
 
 gen() { # DIR ARGS...: generate once

@@ -1,4 +1,4 @@
-#include "collect.h"
+#include "prooftally/collect.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>

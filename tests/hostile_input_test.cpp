@@ -1,11 +1,11 @@
 // Hostile and broken files: what the streaming count, the DOM reference and
 // the project database make of each, and that nothing from outside the file
 // gets in.
-#include "collect.h"
 #include "db/DbFile.h"
 #include "dom_reference.h"
 #include "pos/pos.h"
 #include "pos/pos_internal.h"
+#include "prooftally/collect.h"
 #include "test_support.h"
 
 #include <QFile>

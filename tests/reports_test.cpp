@@ -1,5 +1,5 @@
-#include "collect.h"
-#include "reports.h"
+#include "prooftally/collect.h"
+#include "prooftally/reports.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "pomaint/selection.h"
 
-#include "bdp.h"
+#include "db/bdp.h"
 
 #include <algorithm>
 #include <cstdio>

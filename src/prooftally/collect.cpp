@@ -1,6 +1,6 @@
-#include "collect.h"
+#include "prooftally/collect.h"
 
-#include "bdp.h"
+#include "db/bdp.h"
 
 #include <stdexcept>
 

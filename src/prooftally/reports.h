@@ -4,7 +4,7 @@
 #ifndef REPORTS_H
 #define REPORTS_H
 
-#include "collect.h"
+#include "prooftally/collect.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 // prooftally: counts the proof obligations of a project's components and
 // writes one report (text, HTML or CSV) to standard output.
-#include "collect.h"
-#include "reports.h"
+#include "prooftally/collect.h"
+#include "prooftally/reports.h"
 
 #include <getopt.h>
 

@@ -1,4 +1,4 @@
-#include "columns.h"
+#include "prooftally/columns.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-#include "columns.h"
-#include "reports.h"
+#include "prooftally/columns.h"
+#include "prooftally/reports.h"
 
 #include <iostream>
 

@@ -1,4 +1,4 @@
-#include "bdp.h"
+#include "db/bdp.h"
 
 #include "db/DbFile.h"
 
