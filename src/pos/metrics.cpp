@@ -300,10 +300,10 @@ void countObligation(Input& in, GoalBuffer& goal, metrics_t& metrics) {
 
 } // namespace
 
-bool getMetrics(std::string const& path, metrics_t& metrics) {
+po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
     QFile file;
     if (!openRegularFile(QString::fromStdString(path), file))
-        return false;
+        return po_read_t::unopened;
     metrics = metrics_t{};
     QXmlStreamReader reader;
     reader.setNamespaceProcessing(false); // names are matched as written, prefix included
@@ -319,7 +319,11 @@ bool getMetrics(std::string const& path, metrics_t& metrics) {
                 skipElement(in);
         }
     }
-    return true;
+    return reader.hasError() ? po_read_t::malformed : po_read_t::read;
+}
+
+bool getMetrics(std::string const& path, metrics_t& metrics) {
+    return countPoFile(path, metrics) != po_read_t::unopened;
 }
 
 } // namespace pos

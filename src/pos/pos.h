@@ -97,6 +97,13 @@ struct metrics_t {
 // with `metrics` partly filled.
 bool getMetrics(std::string const& path, metrics_t& metrics);
 
+// How a PO file was read by countPoFile.
+enum class po_read_t { read, unopened, malformed };
+
+// getMetrics, also telling a file that was counted whole from one that is
+// not well-formed (counted as far as the reader got).
+po_read_t countPoFile(std::string const& path, metrics_t& metrics);
+
 // True when every goal's recorded status is the one its proof state, iapa
 // verdict and mechanisms call for. At the first goal that breaks this, writes
 // that goal as XML to standard error and returns false. An unknown status

@@ -8,10 +8,12 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project)
     collection_t result;
     for (std::string& name : component_names(bdp, project))
         result.components.emplace_back(std::move(name), std::make_unique<pos::metrics_t>());
+    result.reads.assign(result.components.size(), pos::po_read_t::unopened);
+    auto read = result.reads.begin();
     for (auto& [name, metrics] : result.components) {
         std::string path = po_file_path(bdp, name);
         try {
-            pos::getMetrics(path, *metrics);
+            *read++ = pos::countPoFile(path, *metrics);
         } catch (std::out_of_range const&) {
             result.unknown_status_path = std::move(path);
             break;

@@ -9,12 +9,15 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 // Component name (UTF-8 bytes) and its record, in project-database order.
 using component_list_t = std::list<std::pair<std::string, std::unique_ptr<pos::metrics_t>>>;
 
 struct collection_t {
     component_list_t components;
+    // How each component's PO file was read, in the order of `components`.
+    std::vector<pos::po_read_t> reads;
     // Set when a PO file holds a status value outside the vocabulary: the
     // path of that file. Collection stops there and the run must not report.
     std::optional<std::string> unknown_status_path;
