@@ -1,8 +1,8 @@
 // Counts PO files with the streaming count (default) or the DOM reference
 // (--dom) and prints the summed record, so that the benchmark can time the
 // two on the same files: pos_count [--dom] FILE...
-#include "dom_reference.h"
 #include "pos/pos.h"
+#include "pos/pos_internal.h"
 
 #include <cstring>
 #include <iostream>
@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
     for (int i = dom ? 2 : 1; i < argc; ++i) {
         pos::metrics_t m;
         try {
-            if (!(dom ? domMetrics(argv[i], m) : pos::getMetrics(argv[i], m)))
+            if (!(dom ? pos::domMetrics(argv[i], m) : pos::getMetrics(argv[i], m)))
                 std::cerr << argv[i] << ": cannot be opened\n";
         } catch (std::out_of_range const& e) {
             std::cerr << argv[i] << ": " << e.what() << "\n";

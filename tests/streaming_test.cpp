@@ -1,7 +1,7 @@
 // The streaming count against the DOM walk it replaced, on the sample files
 // and on seeded random documents, whole and damaged.
-#include "dom_reference.h"
 #include "pos/pos.h"
+#include "pos/pos_internal.h"
 #include "test_support.h"
 
 #include <QDir>
@@ -162,7 +162,7 @@ TEST(StreamingCount, ReadsWhatTheDomReaderForgives) {
         SCOPED_TRACE(c.what);
         ScratchDir dir;
         const std::string path = dir.write("a.pos", c.xml);
-        const std::string dom = countOutcome(domMetrics, path);
+        const std::string dom = countOutcome(pos::domMetrics, path);
         EXPECT_EQ(countOutcome(pos::getMetrics, path), dom);
         EXPECT_NE(dom.find("| po " + std::to_string(c.goalsCounted) + " "), std::string::npos)
             << dom;
@@ -181,7 +181,7 @@ TEST(StreamingCount, AgreesWithTheDomWalkOnWholeAndDamagedFiles) {
     ScratchDir dir;
     for (QString const& f : QDir(TEST_DATA_DIR "/po").entryList({"*.pos"}, QDir::Files)) {
         const std::string path = TEST_DATA_DIR "/po/" + f.toStdString();
-        EXPECT_EQ(countOutcome(pos::getMetrics, path), countOutcome(domMetrics, path)) << path;
+        EXPECT_EQ(countOutcome(pos::getMetrics, path), countOutcome(pos::domMetrics, path)) << path;
     }
     const std::regex knownDifference(
         R"(<\?[^\s?]*\?[^>]|&(?!(amp|lt|gt|apos|quot|#[0-9]+|#x[0-9a-fA-F]+);))");
@@ -191,12 +191,12 @@ TEST(StreamingCount, AgreesWithTheDomWalkOnWholeAndDamagedFiles) {
     for (int i = 0; i < 2000; ++i) {
         std::string xml = gen.document();
         ASSERT_TRUE(wellFormed(xml)) << xml;
-        const std::string whole = countOutcome(domMetrics, dir.write("g.pos", xml));
+        const std::string whole = countOutcome(pos::domMetrics, dir.write("g.pos", xml));
         throwing += whole.rfind("out_of_range", 0) == 0; // the failure points are exercised too
         ASSERT_EQ(countOutcome(pos::getMetrics, dir.path() + "/g.pos"), whole) << xml;
         for (std::size_t n = 0; i < 3 && n < xml.size(); ++n) {
             const std::string path = dir.write("cut.pos", xml.substr(0, n));
-            ASSERT_EQ(countOutcome(pos::getMetrics, path), countOutcome(domMetrics, path))
+            ASSERT_EQ(countOutcome(pos::getMetrics, path), countOutcome(pos::domMetrics, path))
                 << xml.substr(0, n);
         }
         for (int k = 0; k < 2; ++k) {
@@ -206,7 +206,7 @@ TEST(StreamingCount, AgreesWithTheDomWalkOnWholeAndDamagedFiles) {
         if (xml.size() >= 4096 || std::regex_search(xml, knownDifference))
             continue;
         const std::string path = dir.write("m.pos", xml);
-        ASSERT_EQ(countOutcome(pos::getMetrics, path), countOutcome(domMetrics, path)) << xml;
+        ASSERT_EQ(countOutcome(pos::getMetrics, path), countOutcome(pos::domMetrics, path)) << xml;
         ++compared;
     }
     EXPECT_GT(throwing, 100);

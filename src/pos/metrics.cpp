@@ -319,7 +319,12 @@ po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
                 skipElement(in);
         }
     }
-    return reader.hasError() ? po_read_t::malformed : po_read_t::read;
+    if (!reader.hasError())
+        return po_read_t::read;
+    // Where the streaming reader gives up (a name too long for it, a file not
+    // well-formed), the DOM reader may read on: it decides.
+    domMetrics(path, metrics);
+    return po_read_t::malformed;
 }
 
 bool getMetrics(std::string const& path, metrics_t& metrics) {

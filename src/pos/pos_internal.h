@@ -19,6 +19,10 @@ extern const QByteArray xmlSchemaString;
 // reader built, also from a file that is not well-formed.
 QDomDocument domOfPath(std::string const& path);
 
+// The count of the file as a walk of its whole DOM document: getMetrics's
+// answer by definition, for files the streaming reader cannot finish.
+bool domMetrics(std::string const& path, metrics_t& metrics);
+
 } // namespace pos
 
 #endif

@@ -1,9 +1,15 @@
+// The DOM reader of Qt 5 is built on QXmlSimpleReader and QXmlInputSource,
+// which Qt marks as deprecated; the limits are watched with that very parser.
+#define QT_NO_DEPRECATED_WARNINGS
+
 #include "pos/xml_load.h"
 
+#include <QBuffer>
 #include <QHash>
 #include <QSet>
-#include <QTextCodec>
-#include <QXmlStreamReader>
+#include <QXmlDefaultHandler>
+#include <QXmlInputSource>
+#include <QXmlSimpleReader>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,24 +23,38 @@ namespace pos {
 
 namespace {
 
-// Small enough that a cut at a chunk boundary keeps every element above the
-// depth where anything is read: reaching the limit takes far more bytes.
-constexpr int CHUNK = 4096;
-
 // Characters an entity may expand into, as the streaming reader allows.
 constexpr int MAX_EXPANSION = 4096;
 
-struct prefix_t {
-    int bytes;
-    QString cut; // why the document was cut short of an error of its own
-    int line;
-    int column;
+// Hands the reader exactly the characters that a plain load of the same bytes
+// gets (the same decoding, the same chunks), counting them; ends the document
+// after `limit` of them when the limit is not negative.
+class CountingSource : public QXmlInputSource {
+public:
+    CountingSource(QIODevice* device, qint64 limit) : QXmlInputSource(device), limit(limit) {}
+    QChar next() override {
+        if (limit >= 0 && consumed >= limit)
+            return QChar(EndOfDocument);
+        const QChar c = QXmlInputSource::next();
+        if (c.unicode() != EndOfData && c.unicode() != EndOfDocument)
+            ++consumed;
+        return c;
+    }
+    qint64 consumed = 0;
+
+private:
+    qint64 limit;
+};
+
+struct cut_t {
+    qint64 at = -1; // characters kept; -1 when nothing is cut
+    QString why;
 };
 
 // The internal entities whose full expansion passes MAX_EXPANSION. The DOM
 // reader checks an entity only when the next one is declared, so the last one
 // could expand without limit.
-QSet<QString> oversizedEntities(QXmlStreamEntityDeclarations const& declarations) {
+QSet<QString> oversizedEntities(std::vector<std::pair<QString, QString>> const& declarations) {
     struct entity_t {
         int literal = 0;
         std::vector<int> references;
@@ -44,24 +64,23 @@ QSet<QString> oversizedEntities(QXmlStreamEntityDeclarations const& declarations
     QHash<QString, int> index;
     std::vector<entity_t> entities;
     std::vector<QString> names;
-    for (auto const& d : declarations)
-        if (d.systemId().isEmpty() && d.notationName().isEmpty() &&
-            !index.contains(d.name().toString())) {
-            index.insert(d.name().toString(), static_cast<int>(names.size()));
-            names.push_back(d.name().toString());
+    for (auto const& [name, value] : declarations)
+        if (!index.contains(name)) {
+            index.insert(name, static_cast<int>(names.size()));
+            names.push_back(name);
             entities.emplace_back();
         }
-    for (auto const& d : declarations) {
-        auto at = index.constFind(d.name().toString());
-        if (at == index.constEnd() || !entities[*at].references.empty() || entities[*at].literal)
+    // The first declaration of a name is the one that counts.
+    QSet<QString> seen;
+    for (auto const& [name, value] : declarations) {
+        if (seen.contains(name))
             continue;
-        entity_t& e = entities[*at];
-        const QStringRef value = d.value();
+        seen.insert(name);
+        entity_t& e = entities[index.value(name)];
         for (int i = 0; i < value.size(); ++i) {
             const int end =
                 value.at(i) == QLatin1Char('&') ? value.indexOf(QLatin1Char(';'), i) : -1;
-            auto ref = end > i ? index.constFind(value.mid(i + 1, end - i - 1).toString())
-                               : index.constEnd();
+            auto ref = end > i ? index.constFind(value.mid(i + 1, end - i - 1)) : index.constEnd();
             if (ref == index.constEnd()) {
                 ++e.literal;
                 continue;
@@ -105,109 +124,136 @@ QSet<QString> oversizedEntities(QXmlStreamEntityDeclarations const& declarations
     return oversized;
 }
 
-// The offset of the first reference "&NAME;" to one of `names` in `data`, or
-// data.size(). Files in a byte encoding are searched byte by byte (markup is
-// ASCII there), UTF-16 in 16-bit units; for any other encoding the answer is
-// `fallback`.
-int firstReference(QByteArray const& data, QString const& encoding, QSet<QString> const& names,
-                   int fallback) {
-    const bool wide =
-        data.size() >= 2 && (data[0] == '\0' || data[1] == '\0' || data.startsWith("\xFE\xFF") ||
-                             data.startsWith("\xFF\xFE"));
-    const bool utf32 = data.size() >= 4 && ((data[0] == '\0' && data[1] == '\0') ||
-                                            (data[2] == '\0' && data[3] == '\0'));
-    const bool utf16 =
-        wide && !utf32 &&
-        (encoding.isEmpty() || encoding.startsWith(QLatin1String("UTF-16"), Qt::CaseInsensitive));
-    if (wide && !utf16)
-        return fallback;
-    const bool bigEndian = utf16 && (data.startsWith("\xFE\xFF") || data[0] == '\0');
-    const int step = utf16 ? 2 : 1;
-    auto unit = [&](int at) -> ushort {
-        if (!utf16)
-            return static_cast<uchar>(data[at]);
-        const auto a = static_cast<uchar>(data[at]), b = static_cast<uchar>(data[at + 1]);
-        return bigEndian ? static_cast<ushort>(a << 8 | b) : static_cast<ushort>(b << 8 | a);
-    };
-    QTextCodec* codec = QTextCodec::codecForName(encoding.toLatin1());
-    int longest = 0;
-    for (QString const& name : names)
-        longest = std::max(longest, static_cast<int>(name.toUtf8().size()));
-    const int end = data.size() - (data.size() % step);
-    for (int at = 0; at < end; at += step) {
-        if (unit(at) != '&')
-            continue;
-        int stop = at + step;
-        while (stop < end && stop - at <= step * (longest + 1) && unit(stop) != ';')
-            stop += step;
-        if (stop >= end || unit(stop) != ';')
-            continue;
-        const QByteArray raw = data.mid(at + step, stop - at - step);
-        QString name;
-        if (utf16)
-            for (int i = 0; i + 1 < raw.size(); i += 2)
-                name += QChar(unit(at + step + i));
-        else
-            name = codec ? codec->toUnicode(raw) : QString::fromUtf8(raw);
-        if (names.contains(name))
-            return at;
+// Follows a parse for the two limits. It accepts whatever the DOM reader's
+// parser accepts, so it reads at least as far as a plain load does.
+class LimitWatch : public QXmlDefaultHandler {
+public:
+    LimitWatch(CountingSource const& source, bool stopAtOversized)
+        : source(source), stopAtOversized(stopAtOversized) {}
+
+    bool startElement(QString const&, QString const&, QString const&,
+                      QXmlAttributes const&) override {
+        if (++depth > MAX_XML_DEPTH) {
+            // Up to the end of the previous tag: nothing of this element.
+            cut = {lastTagEnd,
+                   QStringLiteral("elements nested deeper than %1 levels").arg(MAX_XML_DEPTH)};
+            return false;
+        }
+        lastTagEnd = source.consumed;
+        return true;
     }
-    return data.size();
+    bool endElement(QString const&, QString const&, QString const&) override {
+        --depth;
+        lastTagEnd = source.consumed;
+        return true;
+    }
+    bool internalEntityDecl(QString const& name, QString const& value) override {
+        declarations.emplace_back(name, value);
+        return true;
+    }
+    bool endDTD() override {
+        dtdEnd = source.consumed;
+        oversized = oversizedEntities(declarations);
+        // Expanding one of them is what must not happen: stop before it.
+        return !stopAtOversized || oversized.isEmpty();
+    }
+
+    cut_t cut;
+    QSet<QString> oversized;
+    qint64 dtdEnd = 0;
+
+private:
+    CountingSource const& source;
+    bool stopAtOversized;
+    int depth = 0;
+    qint64 lastTagEnd = 0;
+    std::vector<std::pair<QString, QString>> declarations;
+};
+
+// The characters as the DOM reader gets them, from the start.
+QString decoded(QByteArray const& data) {
+    QBuffer buffer;
+    buffer.setData(data);
+    buffer.open(QIODevice::ReadOnly);
+    CountingSource source(&buffer, -1);
+    QString text;
+    for (;;) { // as the reader takes them: the mark of a chunk's end is skipped
+        QChar c = source.next();
+        if (c.unicode() == QXmlInputSource::EndOfData)
+            c = source.next();
+        if (c.unicode() == QXmlInputSource::EndOfDocument)
+            return text;
+        text += c;
+    }
 }
 
-// How many leading bytes the DOM reader may be given: all of them, unless the
-// nesting limit is crossed (then up to a chunk before that point) or the
-// stream breaks (then up to a chunk after it); in any case, none from the
-// first reference to an entity that expands past the limit.
-prefix_t domPrefix(QByteArray const& data) {
-    QXmlStreamReader reader;
-    // As the DOM reader is asked to: a prefix that no xmlns declares is no
-    // error.
-    reader.setNamespaceProcessing(false);
-    int fed = 0;
-    int lastChunk = 0;
-    int depth = 0;
-    QSet<QString> oversized;
-    int dtdChunk = 0;
-    prefix_t prefix{data.size(), QString(), 0, 0};
-    for (;;) {
-        const QXmlStreamReader::TokenType token = reader.readNext();
-        if (reader.error() == QXmlStreamReader::PrematureEndOfDocumentError && fed < data.size()) {
-            lastChunk = std::min(CHUNK, data.size() - fed);
-            reader.addData(QByteArray::fromRawData(data.constData() + fed, lastChunk));
-            fed += lastChunk;
+// The first reference "&NAME;" to one of `names` from `from` on, in text or
+// in an attribute value; comments, CDATA sections and processing
+// instructions hold none.
+cut_t firstReference(QByteArray const& data, qint64 from, QSet<QString> const& names) {
+    const QString text = decoded(data);
+    int longest = 0;
+    for (QString const& name : names)
+        longest = std::max(longest, static_cast<int>(name.size()));
+    static const std::pair<QLatin1String, QLatin1String> skipped[] = {
+        {QLatin1String("<!--"), QLatin1String("-->")},
+        {QLatin1String("<![CDATA["), QLatin1String("]]>")},
+        {QLatin1String("<?"), QLatin1String("?>")}};
+    for (int at = static_cast<int>(std::max<qint64>(0, from - 2)); at < text.size(); ++at) {
+        if (text[at] == QLatin1Char('<')) {
+            for (auto const& [open, close] : skipped)
+                if (text.midRef(at).startsWith(open)) {
+                    const int end = text.indexOf(close, at + open.size());
+                    at = end < 0 ? text.size() : end + close.size() - 1;
+                    break;
+                }
             continue;
         }
-        if (token == QXmlStreamReader::DTD) {
-            oversized = oversizedEntities(reader.entityDeclarations());
-            dtdChunk = fed - lastChunk;
-        }
-        if (reader.hasError() || token == QXmlStreamReader::EndDocument) {
-            prefix.bytes = reader.hasError() ? fed : data.size();
-            break;
-        }
-        if (token == QXmlStreamReader::StartElement && ++depth > MAX_XML_DEPTH) {
-            prefix = {fed - lastChunk,
-                      QStringLiteral("elements nested deeper than %1 levels").arg(MAX_XML_DEPTH),
-                      static_cast<int>(reader.lineNumber()),
-                      static_cast<int>(reader.columnNumber())};
-            break;
-        }
-        if (token == QXmlStreamReader::EndElement)
-            --depth;
+        if (text[at] != QLatin1Char('&'))
+            continue;
+        const int length = text.midRef(at + 1, longest + 1).indexOf(QLatin1Char(';'));
+        if (length >= 0 && names.contains(text.mid(at + 1, length)))
+            return {
+                at,
+                QStringLiteral("an entity expands to more than %1 characters").arg(MAX_EXPANSION)};
     }
-    // A stream that ended cleanly expanded every reference within the limit;
-    // text such as "&big;" in a comment is no reference.
-    if (!oversized.isEmpty() && reader.hasError()) {
-        const int reference = firstReference(
-            data.left(prefix.bytes), reader.documentEncoding().toString(), oversized, dtdChunk);
-        if (reference < prefix.bytes)
-            prefix = {
-                reference,
-                QStringLiteral("an entity expands to more than %1 characters").arg(MAX_EXPANSION),
-                0, 0};
+    return {};
+}
+
+// One parse of what `source` hands on, with the DOM reader's parser set up as
+// QDomDocument::setContent sets it up (no namespaces).
+void watch(CountingSource& source, LimitWatch& limits) {
+    QXmlSimpleReader reader;
+    reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
+    reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespace-prefixes"), true);
+    reader.setFeature(
+        QStringLiteral("http://trolltech.com/xml/features/report-whitespace-only-CharData"), false);
+    reader.setContentHandler(&limits);
+    reader.setDeclHandler(&limits);
+    reader.setLexicalHandler(&limits);
+    reader.parse(&source, false);
+}
+
+// Where the document must end so that neither limit is crossed, if anywhere:
+// before the element that nests too deep, or before the first reference to
+// an entity that expands too far, whichever comes first.
+cut_t findCut(QByteArray const& data) {
+    cut_t entityCut;
+    for (bool const firstPass : {true, false}) {
+        QBuffer buffer;
+        buffer.setData(data);
+        buffer.open(QIODevice::ReadOnly);
+        CountingSource source(&buffer, entityCut.at);
+        LimitWatch limits(source, firstPass);
+        watch(source, limits);
+        if (limits.cut.at >= 0)
+            return limits.cut;
+        if (!firstPass || limits.oversized.isEmpty())
+            return entityCut;
+        // Read again up to that reference, for the depth.
+        entityCut = firstReference(data, limits.dtdEnd, limits.oversized);
     }
-    return prefix;
+    return entityCut;
 }
 
 } // namespace
@@ -238,19 +284,24 @@ load_t loadDocument(QString const& path, QDomDocument& doc, load_error_t* error)
     const QByteArray data = file.readAll();
     file.close();
 
-    const prefix_t prefix = domPrefix(data);
-    load_error_t parseError;
-    const bool parsed =
-        doc.setContent(prefix.bytes == data.size() ? data : data.left(prefix.bytes), false,
-                       &parseError.message, &parseError.line, &parseError.column);
-    if (!prefix.cut.isNull())
-        // Where the reader stopped, unless the cut knows better.
-        parseError = {prefix.cut, prefix.line ? prefix.line : parseError.line,
-                      prefix.line ? prefix.column : parseError.column};
-    else if (parsed)
-        return load_t::parsed;
+    load_error_t failure;
+    const cut_t cut = findCut(data);
+    if (cut.at < 0) {
+        // Within the limits: exactly a plain load.
+        if (doc.setContent(data, false, &failure.message, &failure.line, &failure.column))
+            return load_t::parsed;
+    } else {
+        QBuffer buffer;
+        buffer.setData(data);
+        buffer.open(QIODevice::ReadOnly);
+        CountingSource source(&buffer, cut.at);
+        doc.setContent(&source, false, &failure.message, &failure.line, &failure.column);
+        // The reader's own error stands when it stopped before the cut.
+        if (source.consumed >= cut.at)
+            failure.message = cut.why;
+    }
     if (error)
-        *error = parseError;
+        *error = failure;
     return load_t::broken;
 }
 

@@ -28,12 +28,15 @@ struct load_error_t {
     int column = 0;
 };
 
-// Replaces `doc` with the file's content. Unopened: `doc` is null. Broken:
-// `doc` holds the elements whose start tags were read before the error. An
-// internal entity that expands to more than 4096 characters (as the streaming
-// reader refuses, and the DOM reader only partly does) breaks the document
-// off before its first reference.
-// `error`, when given, is filled unless the file parsed.
+// Replaces `doc` with the file's content: exactly what a plain
+// QDomDocument::setContent of the file's bytes gives, unless the document
+// crosses a limit. Then it ends before the element that nests deeper than
+// MAX_XML_DEPTH, or before the first reference to an internal entity that
+// expands to more than 4096 characters (the DOM reader checks each entity only
+// when the next one is declared, so the last one could expand without end).
+// Unopened: `doc` is null. Broken: `doc` holds the elements whose start tags
+// were read before the error or the cut. `error`, when given, is filled
+// unless the file parsed; it names the cut when the reader got that far.
 load_t loadDocument(QString const& path, QDomDocument& doc, load_error_t* error);
 
 } // namespace pos

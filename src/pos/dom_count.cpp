@@ -1,10 +1,9 @@
-// The count as a walk of the whole document: slow and memory-hungry, kept
-// as the reference that the streaming count is compared with.
-#include "dom_reference.h"
-
+// The count as a walk of the whole document: slow and memory-hungry. It
+// counts the files that the streaming reader cannot read to the end, and is
+// the reference that the streaming count is compared with.
 #include "pos/pos_internal.h"
 
-using namespace pos;
+namespace pos {
 
 namespace {
 
@@ -110,3 +109,5 @@ bool domMetrics(std::string const& path, metrics_t& metrics) {
     }
     return true;
 }
+
+} // namespace pos
