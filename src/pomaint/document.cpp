@@ -4,6 +4,7 @@
 #include "pos/xml_load.h"
 
 #include <QBuffer>
+#include <QFile>
 #include <QTextStream>
 
 #include <sys/stat.h>
@@ -74,6 +75,25 @@ bool load_po_file(std::string const& path, QDomDocument& doc) {
         return false;
     }
     return true;
+}
+
+bool decodes_cleanly(std::string const& path) {
+    QFile file;
+    if (!pos::openRegularFile(QString::fromStdString(path), file))
+        return true; // loading it has already failed and said so
+    const pos::undecodable_t bad = pos::firstUndecodable(file.readAll());
+    if (bad.line == 0)
+        return true;
+    const std::string encoding = bad.encoding.toStdString();
+    std::fprintf(stderr,
+                 bad.declared
+                     ? "pomaint: %s:%d: byte 0x%02X is not valid %s, the encoding the file "
+                       "declares; a rewrite would lose it, so the file is left unchanged\n"
+                     : "pomaint: %s:%d: byte 0x%02X is not valid %s and the file declares "
+                       "no encoding; a rewrite would lose it, so the file is left "
+                       "unchanged\n",
+                 path.c_str(), bad.line, bad.byte, encoding.c_str());
+    return false;
 }
 
 QByteArray serialise(QDomDocument const& doc) {

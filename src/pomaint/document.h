@@ -21,4 +21,9 @@ QByteArray serialise(QDomDocument const& doc);
 
 void report_unknown_status(std::string const& path);
 
+// False, after naming the file, the line and the byte on standard error, when
+// a byte of the file does not decode in the encoding the file is read in: a
+// rewrite would replace it, so such a file must not be edited.
+bool decodes_cleanly(std::string const& path);
+
 #endif

@@ -20,7 +20,7 @@ int edit_files(std::vector<std::string> const& files, bool dry_run,
     int status = 0;
     for (std::string const& path : files) {
         QDomDocument doc;
-        if (!load_po_file(path, doc)) {
+        if (!load_po_file(path, doc) || !decodes_cleanly(path)) {
             status = EXIT_TROUBLE;
             continue;
         }
