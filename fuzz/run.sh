@@ -13,7 +13,7 @@ shift
 cd "$(dirname "$0")/.."
 source=$PWD
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(differential metrics dbfile maintenance)
+[ ${#targets[@]} -gt 0 ] || targets=(differential load metrics dbfile maintenance)
 work=${FUZZ_WORK:-/tmp/prooftally-fuzz}
 build=$work/build
 
@@ -38,11 +38,15 @@ run() { # target
     mkdir -p "$work/$t/corpus" "$work/$t/artifacts"
     case $t in
     dbfile) seed "$t" -name '*.db'; cp fuzz/db.dict "$dict" ;;
+    load) seed "$t" -name '*.db' -o -name '*.pos'; cat fuzz/po.dict fuzz/db.dict >"$dict" ;;
     maintenance) seed "$t" -name '*.pos'; cat fuzz/po.dict fuzz/maintenance.dict >"$dict" ;;
     *) seed "$t" -name '*.pos'; cp fuzz/po.dict "$dict" ;;
     esac
     cp fuzz/corpus/"$t"/* "$work/$t/seeds/"
-    "$build/fuzz/${t}_fuzz" -dict="$dict" -max_len=4096 -timeout=30 -rss_limit_mb=2048 \
+    # Deep nesting needs room: the loader's inputs may be longer.
+    local max_len=4096
+    [ "$t" = load ] && max_len=32768
+    "$build/fuzz/${t}_fuzz" -dict="$dict" -max_len=$max_len -timeout=30 -rss_limit_mb=2048 \
         -max_total_time="$seconds" -print_final_stats=1 \
         -artifact_prefix="$work/$t/artifacts/" "$work/$t/corpus" "$work/$t/seeds" \
         >"$work/$t/log" 2>&1 || true
