@@ -3,6 +3,7 @@
 #include <QDomDocument>
 #include <QXmlStreamReader>
 
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -13,18 +14,34 @@ std::string ScratchDir::write(std::string const& name, std::string const& conten
     return file;
 }
 
+namespace {
+
+// Control characters as \xNN, so that every description is one printable line.
+std::string printable(std::string const& name) {
+    std::string text;
+    for (char c : name) {
+        char escaped[5];
+        std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned char>(c));
+        text += static_cast<unsigned char>(c) < 0x20 ? escaped : std::string(1, c);
+    }
+    return text;
+}
+
+} // namespace
+
 std::string describe(pos::metrics_t const& m) {
     std::ostringstream out;
     out << "po " << m.nb_po << " unp " << m.nb_unproved << " pr " << m.nb_proved << " unr "
         << m.nb_unreliably_proved << " dis " << m.nb_disproved << " ext " << m.nb_ext << " int "
         << m.nb_int;
     for (auto const& [name, mech] : m.mechanisms) {
-        out << " | " << name << ": unp " << mech->nb_unproved << " unk " << mech->nb_unknown
-            << " pr " << mech->nb_proved << " unr " << mech->nb_unreliably_proved << " dis "
-            << mech->nb_disproved;
+        out << " | " << printable(name) << ": unp " << mech->nb_unproved << " unk "
+            << mech->nb_unknown << " pr " << mech->nb_proved << " unr "
+            << mech->nb_unreliably_proved << " dis " << mech->nb_disproved;
         for (auto const& [dname, drv] : mech->drivers)
-            out << " | " << name << "/" << dname << ": unp " << drv->nb_unproved << " unk "
-                << drv->nb_unknown << " pr " << drv->nb_proved << " dis " << drv->nb_disproved;
+            out << " | " << printable(name) << "/" << printable(dname) << ": unp "
+                << drv->nb_unproved << " unk " << drv->nb_unknown << " pr " << drv->nb_proved
+                << " dis " << drv->nb_disproved;
     }
     return out.str();
 }
