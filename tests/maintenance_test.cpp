@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+#include <vector>
+
 namespace {
 
 QDomDocument parse(std::string const& xml) {
@@ -19,6 +23,32 @@ std::string canonical(std::string const& xml) {
 
 std::string goal(std::string const& status, std::string const& children) {
     return "<Simple_Goal status=\"" + status + "\">" + children + "</Simple_Goal>";
+}
+
+// The cases of data/maintenance/cases.txt for one operation, a line each,
+// tab-separated: the operation, its argument, the goals before and what must
+// come of them. "status": a goal's children and the status they call for (or
+// map::at); "unprove": the goals before and after; "remove": the mechanism's
+// name, the goals before and after (empty: nothing removed).
+struct case_t {
+    std::string op, arg, before, after;
+};
+
+std::vector<case_t> cases(std::string const& op) {
+    std::ifstream in(TEST_DATA_DIR "/maintenance/cases.txt");
+    std::vector<case_t> found;
+    for (std::string line; std::getline(in, line);) {
+        case_t c;
+        std::istringstream fields(line);
+        std::getline(fields, c.op, '\t');
+        std::getline(fields, c.arg, '\t');
+        std::getline(fields, c.before, '\t');
+        std::getline(fields, c.after);
+        if (c.op == op)
+            found.push_back(c);
+    }
+    EXPECT_FALSE(found.empty()) << op;
+    return found;
 }
 
 // "consistent", "inconsistent" (the check then wrote the goal to stderr) or
@@ -39,45 +69,14 @@ std::string verdict(std::string const& xml) {
 } // namespace
 
 TEST(ExpectedStatus, DisproofOverProofOverUnreliableProof) {
-    const struct {
-        const char* children;
-        const char* expected; // a status, or the exception raised
-    } cases[] = {
-        {"", "Unproved"},
-        {R"~(<Proof_State proofState="Proved(Util)"/>)~", "Proved"},
-        {R"~(<Proof_State proofState="Proved"/>)~", "Unproved"}, // no prover state
-        {R"~(<Proof_State proofState="bogus"/>)~", "Unproved"},
-        {R"~(<Proof_State proofState="Proved(2)"/><Mechanism status="Disproved"/>)~", "Disproved"},
-        {R"~(<Proof_State proofState="Unproved"/><iapa><status value="Valid"/></iapa>)~",
-         "UnreliablyProved"},
-        {R"~(<iapa><status value="Invalid"/></iapa>)~", "Disproved"},
-        {R"~(<iapa><status value="Unknown"/></iapa><Mechanism status="Unknown"/>)~", "Unproved"},
-        {R"~(<Mechanism status="UnreliablyProved"/><Mechanism status="Proved"/>)~", "Proved"},
-        // Only the first Proof_State, iapa and status count; later ones are not read.
-        {R"~(<Proof_State proofState="Unproved"/><Proof_State proofState="Proved(0)"/>)~",
-         "Unproved"},
-        {R"~(<iapa><status value="Valid"/><status/></iapa><iapa><status value="Invalid"/></iapa>)~",
-         "UnreliablyProved"},
-        // Drivers, deeper mechanisms and other elements are skipped.
-        {R"~(<x/><Mechanism status="Unproved"><Driver status="Proved"/></Mechanism>)~"
-         R"~(<x><Mechanism status="Disproved"/></x>)~",
-         "Unproved"},
-        // The iapa and mechanism tables differ from the vocabulary and from each other.
-        {R"~(<Proof_State proofState="Proved(0)"/><iapa/>)~", "map::at"},
-        {R"~(<iapa><status value="Proved"/></iapa>)~", "map::at"},
-        {R"~(<Mechanism status="Valid"/>)~", "map::at"},
-        {R"~(<Mechanism name="m"/>)~", "map::at"},
-        {R"~(<Mechanism status="Proved(1)"/>)~", "map::at"},
-    };
-    for (auto const& c : cases)
+    for (case_t const& c : cases("status"))
         for (const std::string recorded :
              {"Unproved", "UnreliablyProved", "Proved", "Disproved", "Unknown", ""}) {
-            const std::string expected = recorded.empty() || c.expected == std::string("map::at")
-                                             ? "map::at"
-                                         : recorded == c.expected ? "consistent"
-                                                                  : "inconsistent";
-            EXPECT_EQ(verdict(poDocument(goal(recorded, c.children))), expected)
-                << c.children << " recorded " << recorded;
+            const std::string expected = recorded.empty() || c.after == "map::at" ? "map::at"
+                                         : recorded == c.after                    ? "consistent"
+                                                                                  : "inconsistent";
+            EXPECT_EQ(verdict(poDocument(goal(recorded, c.before))), expected)
+                << c.before << " recorded " << recorded;
         }
 }
 
@@ -137,38 +136,7 @@ TEST(GetMechanisms, ListsDistinctNamesInOrderOfFirstAppearance) {
 }
 
 TEST(Unprove, KeepsOnlyWhatTheProofStateEstablishes) {
-    const struct {
-        std::string before, after; // goals of one obligation
-    } cases[] = {
-        // Mechanisms become Unproved, drivers stay.
-        {goal("Disproved",
-              R"~(<Proof_State proofState="Proved(0)"/><Mechanism name="k" )~"
-              R"~(status="Disproved"><Driver status="Proved"/></Mechanism><Mechanism/>)~"),
-         goal("Proved", R"~(<Proof_State proofState="Proved(0)"/><Mechanism name="k" )~"
-                        R"~(status="Unproved"><Driver status="Proved"/></Mechanism>)~"
-                        R"~(<Mechanism status="Unproved"/>)~")},
-        // The iapa is ignored and kept.
-        {goal("UnreliablyProved", R"~(<iapa><status value="Valid"/></iapa>)~"),
-         goal("Unproved", R"~(<iapa><status value="Valid"/></iapa>)~")},
-        // Nothing raises.
-        {R"~(<Simple_Goal><iapa/><Mechanism status="bogus"/></Simple_Goal>)~" +
-             goal("bogus", R"~(<Proof_State proofState="Proved(Util)"/>)~"),
-         R"~(<Simple_Goal status="Unproved"><iapa/><Mechanism status="Unproved"/></Simple_Goal>)~" +
-             goal("Proved", R"~(<Proof_State proofState="Proved(Util)"/>)~")},
-        // The first Proof_State decides; plain Proved is no prover state.
-        {goal("Proved",
-              R"~(<Proof_State proofState="Unproved"/><Proof_State proofState="Proved(1)"/>)~") +
-             goal("Proved", R"~(<Proof_State proofState="Proved"/>)~"),
-         goal("Unproved",
-              R"~(<Proof_State proofState="Unproved"/><Proof_State proofState="Proved(1)"/>)~") +
-             goal("Unproved", R"~(<Proof_State proofState="Proved"/>)~")},
-        // What is out of place stays.
-        {R"~(<x><Simple_Goal status="Disproved"/></x>)~" +
-             goal("Proved", R"~(<x><Mechanism status="Proved"/></x>)~"),
-         R"~(<x><Simple_Goal status="Disproved"/></x>)~" +
-             goal("Unproved", R"~(<x><Mechanism status="Proved"/></x>)~")},
-    };
-    for (auto const& c : cases) {
+    for (case_t const& c : cases("unprove")) {
         QDomDocument doc = parse(poDocument(c.before));
         pos::unprove(doc);
         EXPECT_EQ(doc.toString().toStdString(), canonical(poDocument(c.after)));
@@ -176,47 +144,10 @@ TEST(Unprove, KeepsOnlyWhatTheProofStateEstablishes) {
 }
 
 TEST(RemoveMechanism, RemovesTheFirstOfItsNameAndRepairsThatGoal) {
-    const struct {
-        std::string before;
-        const char* name;
-        std::string after; // empty: unchanged, nothing removed
-    } cases[] = {
-        {goal("Disproved", R"~(<Proof_State proofState="Proved(1)"/><Mechanism name="k" )~"
-                           R"~(status="Disproved"><Driver status="Disproved"/></Mechanism>)~"),
-         "k", goal("Proved", R"~(<Proof_State proofState="Proved(1)"/>)~")},
-        // An unchanged status keeps its text, or its absence.
-        {goal("Proved(3)", R"~(<Proof_State proofState="Proved(1)"/><Mechanism name="k" )~"
-                           R"~(status="Proved"/>)~") +
-             R"~(<Simple_Goal><Mechanism name="k" status="Unknown"/></Simple_Goal>)~",
-         "k", goal("Proved(3)", R"~(<Proof_State proofState="Proved(1)"/>)~") + "<Simple_Goal/>"},
-        // One per goal: the second of the name stays and counts.
-        {goal("Proved", R"~(<Mechanism name="k" status="Proved"/><Mechanism name="j" )~"
-                        R"~(status="Proved"/><Mechanism name="k" status="UnreliablyProved"/>)~") +
-             goal("Proved", R"~(<Mechanism name="k" status="Proved"/>)~"),
-         "k",
-         goal("Proved", R"~(<Mechanism name="j" status="Proved"/><Mechanism name="k" )~"
-                        R"~(status="UnreliablyProved"/>)~") +
-             goal("Unproved", "")},
-        {goal("Unknown", R"~(<Mechanism name="k" status="Proved"/><iapa><status value="Valid"/>)~"
-                         R"~(</iapa>)~"),
-         "k", goal("UnreliablyProved", R"~(<iapa><status value="Valid"/></iapa>)~")},
-        // Names match byte for byte; the empty name matches an unnamed mechanism.
-        {goal("Proved", R"~(<Mechanism name="PP" status="Proved"/><Mechanism name="&#xe9;" )~"
-                        R"~(status="Proved"/><Mechanism status="Disproved"/>)~"),
-         "",
-         goal("Proved", R"~(<Mechanism name="PP" status="Proved"/><Mechanism )~"
-                        R"~(name="&#xe9;" status="Proved"/>)~")},
-        {goal("Disproved", R"~(<Mechanism name="&#xe9;" status="Disproved"/>)~"), "\xc3\xa9",
-         goal("Unproved", "")},
-        // Goals without the name are not judged; mechanisms out of place stay.
-        {goal("Unknown", R"~(<Mechanism name="j" status="bogus"/><x><Mechanism name="k"/></x>)~") +
-             R"~(<x><Simple_Goal><Mechanism name="k"/></Simple_Goal></x>)~",
-         "k", ""},
-    };
-    for (auto const& c : cases) {
+    for (case_t const& c : cases("remove")) {
         QDomDocument doc = parse(poDocument(c.before));
         bool removed = c.after.empty();
-        EXPECT_TRUE(pos::removeMechanism(doc, c.name, removed));
+        EXPECT_TRUE(pos::removeMechanism(doc, c.arg, removed));
         EXPECT_EQ(removed, !c.after.empty()) << c.before;
         EXPECT_EQ(doc.toString().toStdString(),
                   canonical(poDocument(c.after.empty() ? c.before : c.after)));
