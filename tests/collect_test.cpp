@@ -35,3 +35,25 @@ TEST(AddToTotal, SumsCountersAndMergesByName) {
                                " | n: unp 0 unk 0 pr 1 unr 0 dis 0"
                                " | n/x: unp 0 unk 0 pr 1 dis 0");
 }
+
+// Counters are unsigned 32-bit: a sum past 2^32 - 1 wraps around, as the
+// record's counters do.
+TEST(HostileInput, CountersWrapPast32Bits) {
+    const std::uint32_t max = 0xFFFFFFFFu;
+    pos::metrics_t total{max, max, max, max, max, max, max, {}};
+    total.mechanisms["m"] = std::make_unique<pos::mechanism_metrics_t>(
+        pos::mechanism_metrics_t{max, max, max, max, max, {}});
+    total.mechanisms["m"]->drivers["d"] =
+        std::make_unique<pos::driver_metrics_t>(pos::driver_metrics_t{max, max, max, max});
+
+    pos::metrics_t component{2, 2, 2, 2, 2, 2, 2, {}};
+    component.mechanisms["m"] =
+        std::make_unique<pos::mechanism_metrics_t>(pos::mechanism_metrics_t{1, 1, 1, 1, 1, {}});
+    component.mechanisms["m"]->drivers["d"] =
+        std::make_unique<pos::driver_metrics_t>(pos::driver_metrics_t{3, 3, 3, 3});
+
+    add_to_total(total, component);
+    EXPECT_EQ(describe(total), "po 1 unp 1 pr 1 unr 1 dis 1 ext 1 int 1"
+                               " | m: unp 0 unk 0 pr 0 unr 0 dis 0"
+                               " | m/d: unp 2 unk 2 pr 2 dis 2");
+}

@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QRegularExpression>
 
+#include <random>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -83,4 +85,82 @@ TEST(DbFile, FailedLoadsReportWhereAndKeepWhatWasRead) {
     EXPECT_FALSE(db.load(missing)); // no error holder wanted
     EXPECT_EQ(db.getFilePath(), good);
     EXPECT_TRUE(db.getComponents().isEmpty());
+}
+
+// Hostile and broken databases: what is kept, and that nothing from outside
+// the file gets in.
+namespace {
+
+// Entities l0..lN, each ten times the one before: lN expands to 3 * 10^N
+// characters.
+std::string laughs(int levels) {
+    std::string dtd = "<!ENTITY l0 \"lol\">\n";
+    for (int i = 1; i <= levels; ++i) {
+        std::string ref = "&l" + std::to_string(i - 1) + ";";
+        std::string value;
+        for (int k = 0; k < 10; ++k)
+            value += ref;
+        dtd += "<!ENTITY l" + std::to_string(i) + " \"" + value + "\">\n";
+    }
+    return dtd;
+}
+
+std::string randomBytes(std::size_t size, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::string bytes(size, '\0');
+    for (char& c : bytes)
+        c = static_cast<char>(rng());
+    return bytes;
+}
+
+} // namespace
+
+TEST(HostileInput, ProjectDatabaseKeepsWhatCameBefore) {
+    ScratchDir dir;
+    const std::string secret = dir.write("secret.xml", "<component_file name=\"SECRET\"/>");
+    auto database = [](std::string const& dtd, std::string const& components) {
+        return "<!DOCTYPE db_xml [\n" + dtd + "]>\n<db_xml><project>" + components +
+               "</project></db_xml>\n";
+    };
+    struct Case {
+        const char* what;
+        std::string bytes;
+        bool loads;
+        QList<QString> components;
+        QString reason = {}; // the error text's end, when it matters
+    };
+    const Case cases[] = {
+        // Refused at the DTD, before any component.
+        {"billion laughs",
+         database(laughs(9), "<component_file name=\"a\"/><component_file name=\"&l9;\"/>"
+                             "<component_file name=\"b\"/>"),
+         false,
+         {}},
+        {"external entity",
+         database("<!ENTITY e SYSTEM \"" + secret + "\">\n",
+                  "<component_file name=\"a\"/>&e;<component_file name=\"b\"/>"),
+         true,
+         {"a", "b"}},
+        // Cut before the first reference.
+        {"large entity declared last",
+         database(laughs(3) + "<!ENTITY big \"&l3;&l3;\">\n",
+                  "<component_file name=\"a\"/><component_file name=\"x&big;\"/>"),
+         false,
+         {"a"},
+         ":an entity expands to more than 4096 characters"},
+        {"random bytes", randomBytes(65536, 3), false, {}},
+        {"NUL byte",
+         database("", "<component_file name=\"a\"/>") + std::string(1, '\0'),
+         false,
+         {"a"}},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        DbFile db;
+        QString error;
+        EXPECT_EQ(db.load(QString::fromStdString(dir.write("p.db", c.bytes)), &error), c.loads);
+        EXPECT_TRUE(error.endsWith(c.reason)) << error.toStdString();
+        EXPECT_EQ(db.getComponents(), c.components);
+        EXPECT_TRUE(db.getComponentPath(QStringLiteral("SECRET")).isNull());
+    }
 }
