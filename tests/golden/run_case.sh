@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Runs a command once and compares its standard output, standard error and
 # exit status with the expected ones.
-# usage: run_case.sh [--scratch] [--after FILE]... [--read-only dir|file]
+# usage: run_case.sh [--expected DIR] [--scratch] [--after FILE]...
+#                    [--read-only dir|file]
 #                    BINARY WORKDIR STATUS STDOUT_FILE STDERR_FILE [ARG...]
-# A file given as "-" means the stream must stay empty.
+# A file given as "-" means the stream must stay empty; relative names of
+# expected files are taken in DIR.
 # --scratch runs in a copy of WORKDIR, so that the command may edit files;
 # afterwards the copy must hold the same files as WORKDIR, byte for byte and
 # with the same permissions, except that a file named by --after must equal
@@ -12,16 +14,18 @@
 # ignores permission bits, the command then runs as user nobody, and the case
 # is skipped (status 77) when that is not possible.
 set -u
-scratch=0 after=() read_only=
+scratch=0 after=() read_only= expected_dir=.
 while [ $# -gt 0 ]; do
     case $1 in
+    --expected) expected_dir=$2; shift 2 ;;
     --scratch) scratch=1; shift ;;
     --after) after+=("$2"); shift 2 ;;
     --read-only) read_only=$2 scratch=1; shift 2 ;;
     *) break ;;
     esac
 done
-binary=$1 workdir=$2 status=$3 stdout_file=$4 stderr_file=$5
+expected() { case $1 in -|/*) echo "$1" ;; *) echo "$expected_dir/$1" ;; esac; }
+binary=$1 workdir=$2 status=$3 stdout_file=$(expected "$4") stderr_file=$(expected "$5")
 shift 5
 tmp=$(mktemp -d)
 trap 'chmod -R u+w "$tmp"; rm -rf "$tmp"' EXIT
@@ -74,7 +78,7 @@ if [ $scratch = 1 ]; then
         name=$(basename "$f")
         expected=$f
         for a in ${after[@]+"${after[@]}"}; do
-            [ "$(basename "$a")" = "$name" ] && expected=$a
+            [ "$(basename "$a")" = "$name" ] && expected=$(expected "$a")
         done
         check "$name afterwards" "$expected" "$rundir/$name"
     done
