@@ -13,7 +13,7 @@ shift
 cd "$(dirname "$0")/.."
 source=$PWD
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(differential load metrics dbfile maintenance)
+[ ${#targets[@]} -gt 0 ] || targets=(differential load dbfile maintenance)
 work=${FUZZ_WORK:-/tmp/prooftally-fuzz}
 build=$work/build
 
