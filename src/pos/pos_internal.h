@@ -19,6 +19,11 @@ extern const QByteArray xmlSchemaString;
 // reader built, also from a file that is not well-formed.
 QDomDocument domOfPath(std::string const& path);
 
+// How the expected-status rule reads an iapa verdict and a mechanism's
+// result. Throw std::out_of_range ("map::at") for a value they do not know.
+status_t statusOfVerdict(QString const& value);
+status_t statusOfMechanismResult(QString const& value);
+
 } // namespace pos
 
 #endif
