@@ -2,51 +2,12 @@
 #include "pomaint/document.h"
 #include "pomaint/options.h"
 
+#include "pos/diagnose.h"
 #include "pos/pos.h"
 
-#include <unistd.h>
-
 #include <cstdio>
-#include <memory>
+#include <optional>
 #include <stdexcept>
-
-namespace {
-
-struct file_closer {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-
-// The check writes the offending goal to standard error itself; the line that
-// names the file must come first, so its output is held back until then.
-bool check_holding_stderr(QDomDocument const& doc, std::string& held) {
-    std::unique_ptr<std::FILE, file_closer> tmp(std::tmpfile());
-    if (!tmp)
-        return pos::checkPosInvariant(doc);
-    std::fflush(stderr);
-    const int saved = ::dup(STDERR_FILENO);
-    ::dup2(::fileno(tmp.get()), STDERR_FILENO);
-    auto restore = [saved] {
-        std::fflush(stderr);
-        ::dup2(saved, STDERR_FILENO);
-        ::close(saved);
-    };
-    bool consistent;
-    try {
-        consistent = pos::checkPosInvariant(doc);
-    } catch (...) {
-        restore();
-        throw;
-    }
-    restore();
-    std::rewind(tmp.get());
-    char chunk[4096];
-    std::size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, tmp.get())) > 0)
-        held.append(chunk, n);
-    return consistent;
-}
-
-} // namespace
 
 int run_check(std::vector<std::string> const& files) {
     int status = 0;
@@ -56,17 +17,21 @@ int run_check(std::vector<std::string> const& files) {
             status = EXIT_TROUBLE;
             continue;
         }
-        std::string goal;
+        std::optional<pos::inconsistent_goal_t> inconsistent;
         try {
-            if (check_holding_stderr(doc, goal))
-                continue;
+            inconsistent = pos::findInconsistentGoal(doc);
         } catch (std::out_of_range const&) {
-            report_unknown_status(path);
+            report_unknown_status(path, pos::findUnknownVerdict(doc));
             status = EXIT_TROUBLE;
             continue;
         }
-        std::fprintf(stderr, "pomaint: %s: first inconsistent goal:\n%s", path.c_str(),
-                     goal.c_str());
+        if (!inconsistent)
+            continue;
+        std::fprintf(
+            stderr, "pomaint: %s: first inconsistent goal: records %s, its results call for %s:\n",
+            path.c_str(), pos::strOfProofStatus(inconsistent->recorded).toUtf8().constData(),
+            pos::strOfProofStatus(inconsistent->expected).toUtf8().constData());
+        pos::writeGoal(inconsistent->goal, stderr);
         if (status == 0)
             status = EXIT_INCONSISTENT;
     }

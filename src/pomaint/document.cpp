@@ -1,5 +1,6 @@
 #include "pomaint/document.h"
 
+#include "pos/diagnose.h"
 #include "pos/pos.h"
 #include "pos/xml_load.h"
 
@@ -12,36 +13,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <stdexcept>
 
-namespace {
-
-// Every status the goal walk would convert, so that no subcommand meets an
-// unknown one half-way through a file. Throws std::out_of_range.
-void convert_statuses(QDomDocument const& doc) {
-    auto convert = [](QDomElement const& e) {
-        pos::proofStatusOfAttrValue(e.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED));
-    };
-    const QDomElement root = doc.documentElement();
-    for (QDomElement po = root.firstChildElement(pos::TAG_PROOF_OBLIGATION); !po.isNull();
-         po = po.nextSiblingElement(pos::TAG_PROOF_OBLIGATION))
-        for (QDomElement goal = po.firstChildElement(pos::TAG_SIMPLE_GOAL); !goal.isNull();
-             goal = goal.nextSiblingElement(pos::TAG_SIMPLE_GOAL)) {
-            convert(goal);
-            for (QDomElement m = goal.firstChildElement(pos::TAG_MECHANISM); !m.isNull();
-                 m = m.nextSiblingElement(pos::TAG_MECHANISM)) {
-                convert(m);
-                for (QDomElement d = m.firstChildElement(pos::TAG_DRIVER); !d.isNull();
-                     d = d.nextSiblingElement(pos::TAG_DRIVER))
-                    convert(d);
-            }
-        }
-}
-
-} // namespace
-
-void report_unknown_status(std::string const& path) {
-    std::fprintf(stderr, "pomaint: %s: unknown proof status value\n", path.c_str());
+void report_unknown_status(std::string const& path,
+                           std::optional<pos::unknown_status_t> const& where) {
+    if (where)
+        std::fprintf(stderr, "pomaint: %s:%lld: unknown proof status value \"%s\"\n", path.c_str(),
+                     where->line, where->value.c_str());
+    else
+        std::fprintf(stderr, "pomaint: %s: unknown proof status value\n", path.c_str());
 }
 
 bool load_po_file(std::string const& path, QDomDocument& doc) {
@@ -68,10 +47,10 @@ bool load_po_file(std::string const& path, QDomDocument& doc) {
     QDomProcessingInstruction declaration = doc.firstChild().toProcessingInstruction();
     if (!declaration.isNull() && declaration.target() == QStringLiteral("xml"))
         declaration.setData(declaration.data().replace(QLatin1Char('\''), QLatin1Char('"')));
-    try {
-        convert_statuses(doc);
-    } catch (std::out_of_range const&) {
-        report_unknown_status(path);
+    // Every status the goal walk would convert, so that no subcommand meets
+    // an unknown one half-way through a file.
+    if (auto const unknown = pos::findUnknownStatus(doc)) {
+        report_unknown_status(path, unknown);
         return false;
     }
     return true;

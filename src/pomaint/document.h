@@ -3,9 +3,12 @@
 #ifndef POMAINT_DOCUMENT_H
 #define POMAINT_DOCUMENT_H
 
+#include "pos/diagnose.h"
+
 #include <QByteArray>
 #include <QDomDocument>
 
+#include <optional>
 #include <string>
 
 // Loads the PO file at `path`. A file that cannot be opened, is not
@@ -19,7 +22,10 @@ bool load_po_file(std::string const& path, QDomDocument& doc);
 // kept when the file had one.
 QByteArray serialise(QDomDocument const& doc);
 
-void report_unknown_status(std::string const& path);
+// "pomaint: PATH:LINE: unknown proof status value "VALUE"", or without the
+// line and value when they could not be found again.
+void report_unknown_status(std::string const& path,
+                           std::optional<pos::unknown_status_t> const& where);
 
 // False, after naming the file, the line and the byte on standard error, when
 // a byte of the file does not decode in the encoding the file is read in: a

@@ -3,6 +3,7 @@
 #include "pomaint/options.h"
 #include "pomaint/safe_write.h"
 
+#include "pos/diagnose.h"
 #include "pos/pos.h"
 
 #include <cstdio>
@@ -28,7 +29,7 @@ int edit_files(std::vector<std::string> const& files, bool dry_run,
         try {
             result = edit(path, doc);
         } catch (std::out_of_range const&) {
-            report_unknown_status(path);
+            report_unknown_status(path, pos::findUnknownVerdict(doc));
             result = edit_t::failed;
         }
         if (result == edit_t::failed)

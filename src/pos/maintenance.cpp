@@ -1,3 +1,4 @@
+#include "pos/diagnose.h"
 #include "pos/pos_internal.h"
 
 #include <QTextStream>
@@ -7,21 +8,29 @@
 
 namespace pos {
 
-namespace {
-
-// Only the module's own operations judge goals by this rule.
-status_t expectedStatus(QDomElement const& goal) {
-    static const std::map<QString, status_t> ia_dict{
+status_t statusOfVerdict(QString const& value) {
+    static const std::map<QString, status_t> dict{
         {ATTR_VALUE_UNPROVED, UNPROVED},
         {ATTR_VALUE_UNKNOWN, UNPROVED},
         {ATTR_VALUE_VALID, UNRELIABLY_PROVED},
         {ATTR_VALUE_INVALID, DISPROVED},
     };
-    static const std::map<QString, status_t> me_dict{
+    return dict.at(value);
+}
+
+status_t statusOfMechanismResult(QString const& value) {
+    static const std::map<QString, status_t> dict{
         {ATTR_VALUE_UNPROVED, UNPROVED},   {ATTR_VALUE_UNKNOWN, UNPROVED},
         {ATTR_VALUE_PROVED, PROVED},       {ATTR_VALUE_UNRELIABLY_PROVED, UNRELIABLY_PROVED},
         {ATTR_VALUE_DISPROVED, DISPROVED},
     };
+    return dict.at(value);
+}
+
+namespace {
+
+// Only the module's own operations judge goals by this rule.
+status_t expectedStatus(QDomElement const& goal) {
     unsigned tally[DISPROVED + 1] = {};
 
     const QString proofState =
@@ -30,11 +39,12 @@ status_t expectedStatus(QDomElement const& goal) {
 
     const QDomElement iapa = goal.firstChildElement(TAG_IAPA);
     if (!iapa.isNull())
-        ++tally[ia_dict.at(iapa.firstChildElement(TAG_STATUS).attribute(ATTR_VALUE, QString()))];
+        ++tally[statusOfVerdict(
+            iapa.firstChildElement(TAG_STATUS).attribute(ATTR_VALUE, QString()))];
 
     for (QDomElement m = goal.firstChildElement(TAG_MECHANISM); !m.isNull();
          m = m.nextSiblingElement(TAG_MECHANISM))
-        ++tally[me_dict.at(m.attribute(ATTR_STATUS, QString()))];
+        ++tally[statusOfMechanismResult(m.attribute(ATTR_STATUS, QString()))];
 
     // Any disproof outweighs every proof; a full proof outweighs an unreliable one.
     for (status_t s : {DISPROVED, PROVED, UNRELIABLY_PROVED})
@@ -63,16 +73,30 @@ template <typename Visit> bool forEachGoal(QDomDocument const& doc, Visit visit)
 
 } // namespace
 
-bool checkPosInvariant(QDomDocument const& doc) {
-    return forEachGoal(doc, [](QDomElement const& goal) {
+std::optional<inconsistent_goal_t> findInconsistentGoal(QDomDocument const& doc) {
+    std::optional<inconsistent_goal_t> found;
+    forEachGoal(doc, [&found](QDomElement const& goal) {
         const status_t expected = expectedStatus(goal);
-        if (recordedStatus(goal) == expected)
+        const status_t recorded = recordedStatus(goal);
+        if (recorded == expected)
             return true;
-        QTextStream err(stderr);
-        goal.save(err, XML_INDENT, QDomNode::EncodingFromDocument);
-        err.flush();
+        found = inconsistent_goal_t{goal, recorded, expected};
         return false;
     });
+    return found;
+}
+
+void writeGoal(QDomElement const& goal, std::FILE* out) {
+    QTextStream stream(out);
+    goal.save(stream, XML_INDENT, QDomNode::EncodingFromDocument);
+    stream.flush();
+}
+
+bool checkPosInvariant(QDomDocument const& doc) {
+    const auto inconsistent = findInconsistentGoal(doc);
+    if (inconsistent)
+        writeGoal(inconsistent->goal, stderr);
+    return !inconsistent;
 }
 
 bool getMechanisms(std::string const& path, std::list<std::string>& mechanismNames) {

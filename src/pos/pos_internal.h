@@ -23,6 +23,11 @@ QDomDocument domOfPath(std::string const& path);
 // answer by definition, for files the streaming reader cannot finish.
 bool domMetrics(std::string const& path, metrics_t& metrics);
 
+// How the expected-status rule reads an iapa verdict and a mechanism's
+// result. Throw std::out_of_range ("map::at") for a value they do not know.
+status_t statusOfVerdict(QString const& value);
+status_t statusOfMechanismResult(QString const& value);
+
 } // namespace pos
 
 #endif

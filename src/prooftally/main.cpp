@@ -3,6 +3,8 @@
 #include "prooftally/collect.h"
 #include "prooftally/reports.h"
 
+#include "pos/diagnose.h"
+
 #include <getopt.h>
 
 #include <iostream>
@@ -92,8 +94,13 @@ int main(int argc, char* argv[]) {
     // stops leaves standard output empty.
     collection_t const collected = collect_metrics(bdp, project);
     if (collected.unknown_status_path) {
-        std::cerr << "prooftally: " << *collected.unknown_status_path
-                  << ": unknown proof status value\n";
+        std::string const& path = *collected.unknown_status_path;
+        std::cerr << "prooftally: " << path;
+        if (auto const where = pos::findUnknownStatus(path))
+            std::cerr << ':' << where->line << ": unknown proof status value \"" << where->value
+                      << "\"\n";
+        else // the file changed since it was counted
+            std::cerr << ": unknown proof status value\n";
         return 1;
     }
     pos::metrics_t total;

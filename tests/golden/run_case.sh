@@ -13,11 +13,16 @@
 # permission from the copy's directory or from its files; as root, which
 # ignores permission bits, the command then runs as user nobody, and the case
 # is skipped (status 77) when that is not possible.
+# --readme FILE NAME takes the expected standard output from FILE: the fenced
+# block that follows the line "<!-- example: NAME -->" (STDOUT_FILE is then
+# ignored). --part head|tail N compares only that part of the output.
 set -u
-scratch=0 after=() read_only= expected_dir=.
+scratch=0 after=() read_only= expected_dir=. readme= part=
 while [ $# -gt 0 ]; do
     case $1 in
     --expected) expected_dir=$2; shift 2 ;;
+    --readme) readme=$2 example=$3; shift 3 ;;
+    --part) part="$2 -n $3"; shift 3 ;;
     --scratch) scratch=1; shift ;;
     --after) after+=("$2"); shift 2 ;;
     --read-only) read_only=$2 scratch=1; shift 2 ;;
@@ -30,6 +35,14 @@ shift 5
 tmp=$(mktemp -d)
 trap 'chmod -R u+w "$tmp"; rm -rf "$tmp"' EXIT
 out=$tmp/out err=$tmp/err
+if [ -n "$readme" ]; then
+    stdout_file=$tmp/example
+    awk -v marker="<!-- example: $example -->" '
+        $0 == marker { found = 1; next }
+        found && /^```/ { if (inside) exit; inside = 1; next }
+        inside' "$readme" >"$stdout_file"
+    [ -s "$stdout_file" ] || { echo "no example $example in $readme"; exit 1; }
+fi
 run=(env LC_ALL=C)
 if [ $scratch = 1 ]; then
     rundir=$tmp/work
@@ -56,6 +69,9 @@ fi
 # A fixed program name and locale keep the option parser's diagnostics stable.
 (cd "$rundir" && exec "${run[@]}" bash -c 'exec -a "$0" "$@"' "$(basename "$binary")" "$binary" "$@") >"$out" 2>"$err"
 actual=$?
+if [ -n "$part" ]; then
+    $part "$out" >"$tmp/part" && mv "$tmp/part" "$out"
+fi
 failed=0
 check() { # name expected-file actual-file
     if [ "$2" = - ]; then
