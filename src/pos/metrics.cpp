@@ -319,6 +319,11 @@ po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
                 skipElement(in);
         }
     }
+    // Read on past the document element, counting nothing more, so that a
+    // cut-off file or junk after the end tag shows as not well-formed.
+    for (auto token = reader.tokenType();
+         token != QXmlStreamReader::EndDocument && token != QXmlStreamReader::Invalid;)
+        token = nextToken(in);
     return reader.hasError() ? po_read_t::malformed : po_read_t::read;
 }
 
