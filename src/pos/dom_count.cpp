@@ -95,10 +95,7 @@ void countGoal(QDomElement const& goal, metrics_t& metrics) {
 
 } // namespace
 
-bool domMetrics(std::string const& path, metrics_t& metrics) {
-    const QDomDocument doc = domOfPath(path);
-    if (doc.isNull())
-        return false;
+void countDocument(QDomDocument const& doc, metrics_t& metrics) {
     metrics = metrics_t{};
     const QDomElement root = doc.documentElement();
     for (QDomElement po = root.firstChildElement(TAG_PROOF_OBLIGATION); !po.isNull();
@@ -107,6 +104,13 @@ bool domMetrics(std::string const& path, metrics_t& metrics) {
              goal = goal.nextSiblingElement(TAG_SIMPLE_GOAL))
             countGoal(goal, metrics);
     }
+}
+
+bool domMetrics(std::string const& path, metrics_t& metrics) {
+    const QDomDocument doc = domOfPath(path);
+    if (doc.isNull())
+        return false;
+    countDocument(doc, metrics);
     return true;
 }
 

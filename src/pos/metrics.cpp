@@ -319,12 +319,19 @@ po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
                 skipElement(in);
         }
     }
+    // Read on past the document element, counting nothing more, so that a
+    // cut-off file or junk after the end tag shows as not well-formed.
+    for (auto token = reader.tokenType();
+         token != QXmlStreamReader::EndDocument && token != QXmlStreamReader::Invalid;)
+        token = nextToken(in);
     if (!reader.hasError())
         return po_read_t::read;
     // Where the streaming reader gives up (a name too long for it, a file not
     // well-formed), the DOM reader may read on: it decides.
-    domMetrics(path, metrics);
-    return po_read_t::malformed;
+    QDomDocument doc;
+    const load_t loaded = loadDocument(QString::fromStdString(path), doc, nullptr);
+    countDocument(doc, metrics);
+    return loaded == load_t::parsed ? po_read_t::read : po_read_t::malformed;
 }
 
 bool getMetrics(std::string const& path, metrics_t& metrics) {

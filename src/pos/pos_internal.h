@@ -23,6 +23,9 @@ QDomDocument domOfPath(std::string const& path);
 // answer by definition, for files the streaming reader cannot finish.
 bool domMetrics(std::string const& path, metrics_t& metrics);
 
+// The walk itself, replacing `metrics` with the counts of `doc`.
+void countDocument(QDomDocument const& doc, metrics_t& metrics);
+
 // How the expected-status rule reads an iapa verdict and a mechanism's
 // result. Throw std::out_of_range ("map::at") for a value they do not know.
 status_t statusOfVerdict(QString const& value);

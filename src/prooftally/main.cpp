@@ -1,6 +1,8 @@
 // prooftally: counts the proof obligations of a project's components and
 // writes one report (text, HTML or CSV) to standard output.
 #include "prooftally/collect.h"
+#include "prooftally/gate.h"
+#include "prooftally/report_json.h"
 #include "prooftally/reports.h"
 
 #include "pos/diagnose.h"
@@ -8,11 +10,16 @@
 #include <getopt.h>
 
 #include <iostream>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 
-enum class format_t { unset, text, html, csv };
+enum class format_t { unset, text, html, csv, json };
+
+// Long options without a short letter.
+enum long_only_t { OPT_JSON = 256, OPT_FAIL_ON, OPT_SINCE };
 
 void cout_usage() {
     std::cout << "prooftally [-H | -C ] -b bdp -p project [-h]\n"
@@ -46,6 +53,7 @@ void cout_report(format_t format, component_list_t const& components, pos::metri
             cout_csv_metrics(name, *metrics, total);
         cout_csv_metrics("TOTAL", total, total);
         break;
+    case format_t::json:
     case format_t::unset:
         break;
     }
@@ -55,14 +63,22 @@ void cout_report(format_t format, component_list_t const& components, pos::metri
 
 int main(int argc, char* argv[]) {
     static option const long_options[] = {
-        {"bdp", required_argument, nullptr, 'b'},     {"csv", no_argument, nullptr, 'C'},
-        {"html", no_argument, nullptr, 'H'},          {"help", no_argument, nullptr, 'h'},
-        {"project", required_argument, nullptr, 'p'}, {nullptr, 0, nullptr, 0},
+        {"bdp", required_argument, nullptr, 'b'},
+        {"csv", no_argument, nullptr, 'C'},
+        {"html", no_argument, nullptr, 'H'},
+        {"help", no_argument, nullptr, 'h'},
+        {"project", required_argument, nullptr, 'p'},
+        {"json", no_argument, nullptr, OPT_JSON},
+        {"fail-on", required_argument, nullptr, OPT_FAIL_ON},
+        {"since", required_argument, nullptr, OPT_SINCE},
+        {nullptr, 0, nullptr, 0},
     };
 
     format_t format = format_t::unset;
     std::string bdp;
     std::string project;
+    fail_on_t fail_on;
+    std::optional<std::string> since;
     int option;
     while ((option = getopt_long(argc, argv, "b:CHhp:", long_options, nullptr)) != -1) {
         switch (option) {
@@ -71,6 +87,23 @@ int main(int argc, char* argv[]) {
             break;
         case 'C':
             format = format_t::csv;
+            break;
+        case OPT_JSON:
+            format = format_t::json;
+            break;
+        case OPT_FAIL_ON:
+            if (auto const parsed = parse_fail_on(optarg)) {
+                fail_on = *parsed;
+                break;
+            }
+            std::cerr << argv[0]
+                      << ": --fail-on: not a list of unproved, unreliable, "
+                         "disproved, missing, malformed: '"
+                      << optarg << "'\n";
+            cout_usage();
+            return 1;
+        case OPT_SINCE:
+            since = optarg;
             break;
         case 'b':
             bdp = optarg;
@@ -90,6 +123,19 @@ int main(int argc, char* argv[]) {
     if (format == format_t::unset)
         return 1;
 
+    // The baseline is read first, so that a run that cannot use it writes
+    // nothing.
+    std::vector<baseline_component_t> baseline;
+    if (since) {
+        std::string error;
+        auto loaded = load_baseline(*since, error);
+        if (!loaded) {
+            std::cerr << "prooftally: " << *since << ": " << error << '\n';
+            return 2;
+        }
+        baseline = std::move(*loaded);
+    }
+
     // Everything is collected before anything is written, so that a run that
     // stops leaves standard output empty.
     collection_t const collected = collect_metrics(bdp, project);
@@ -106,6 +152,12 @@ int main(int argc, char* argv[]) {
     pos::metrics_t total;
     for (auto const& component : collected.components)
         add_to_total(total, *component.second);
-    cout_report(format, collected.components, total);
-    return 0;
+    if (format == format_t::json)
+        cout_json(json_report(bdp, project, collected, total));
+    else
+        cout_report(format, collected.components, total);
+    // Both gates report all they find before the run fails.
+    bool const gate_failed = failed_on(fail_on, collected);
+    bool const baseline_failed = since && regressed(baseline, collected);
+    return gate_failed || baseline_failed ? 3 : 0;
 }

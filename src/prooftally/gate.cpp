@@ -1,0 +1,141 @@
+#include "prooftally/gate.h"
+
+#include "prooftally/report_json.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <iostream>
+#include <map>
+#include <sstream>
+
+std::optional<fail_on_t> parse_fail_on(std::string const& list) {
+    fail_on_t result;
+    std::istringstream words(list);
+    std::string word;
+    while (std::getline(words, word, ',')) {
+        if (word == "unproved")
+            result.unproved = true;
+        else if (word == "unreliable")
+            result.unreliable = true;
+        else if (word == "disproved")
+            result.disproved = true;
+        else if (word == "missing")
+            result.missing = true;
+        else if (word == "malformed")
+            result.malformed = true;
+        else
+            return std::nullopt;
+    }
+    if (list.empty() || list.back() == ',')
+        return std::nullopt;
+    return result;
+}
+
+std::optional<std::vector<baseline_component_t>> load_baseline(std::string const& path,
+                                                               std::string& error) {
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly)) {
+        error = "cannot be read";
+        return std::nullopt;
+    }
+    QJsonParseError parse_error;
+    QJsonDocument const doc = QJsonDocument::fromJson(file.readAll(), &parse_error);
+    error = "not a prooftally JSON report";
+    QJsonObject const report = doc.object();
+    if (doc.isNull() || report.value("report") != "prooftally" || report.value("version") != 1 ||
+        !report.value("components").isArray())
+        return std::nullopt;
+    std::vector<baseline_component_t> result;
+    for (auto const& value : report.value("components").toArray()) {
+        QJsonObject const item = value.toObject();
+        baseline_component_t component;
+        if (!item.value("name").isString() || !item.value("po_file_state").isString())
+            return std::nullopt;
+        component.name = item.value("name").toString().toStdString();
+        component.po_file_state = item.value("po_file_state").toString().toStdString();
+        std::pair<char const*, long long*> const fields[] = {{"proved", &component.proved},
+                                                             {"unproved", &component.unproved},
+                                                             {"unreliable", &component.unreliable},
+                                                             {"disproved", &component.disproved}};
+        for (auto const& [key, field] : fields) {
+            if (!item.value(key).isDouble())
+                return std::nullopt;
+            *field = item.value(key).toVariant().toLongLong();
+        }
+        result.push_back(std::move(component));
+    }
+    error.clear();
+    return result;
+}
+
+bool failed_on(fail_on_t const& fail_on, collection_t const& collected) {
+    bool failed = false;
+    auto state = collected.reads.begin();
+    for (auto const& [name, metrics] : collected.components) {
+        std::string counts;
+        auto add = [&counts](std::string const& part) {
+            counts += (counts.empty() ? "" : ", ") + part;
+        };
+        if (fail_on.missing && *state == pos::po_read_t::unopened)
+            add("PO file missing");
+        if (fail_on.malformed && *state == pos::po_read_t::malformed)
+            add("PO file not well-formed");
+        if (fail_on.unproved && metrics->nb_unproved)
+            add(std::to_string(metrics->nb_unproved) + " unproved");
+        if (fail_on.unreliable && metrics->nb_unreliably_proved)
+            add(std::to_string(metrics->nb_unreliably_proved) + " unreliable");
+        if (fail_on.disproved && metrics->nb_disproved)
+            add(std::to_string(metrics->nb_disproved) + " disproved");
+        ++state;
+        if (!counts.empty()) {
+            std::cerr << "prooftally: " << name << ": " << counts << '\n';
+            failed = true;
+        }
+    }
+    return failed;
+}
+
+bool regressed(std::vector<baseline_component_t> const& baseline, collection_t const& collected) {
+    // A name listed more than once is matched occurrence by occurrence.
+    std::map<std::string, std::vector<std::pair<pos::metrics_t const*, pos::po_read_t>>> now;
+    auto state = collected.reads.begin();
+    for (auto const& [name, metrics] : collected.components)
+        now[name].emplace_back(metrics.get(), *state++);
+    std::map<std::string, std::size_t> seen;
+    bool failed = false;
+    for (auto const& old : baseline) {
+        std::size_t const occurrence = seen[old.name]++;
+        auto const found = now.find(old.name);
+        if (found == now.end() || occurrence >= found->second.size()) {
+            std::cerr << "prooftally: " << old.name << ": no longer in the project (was "
+                      << old.proved << " proved)\n";
+            failed = true;
+            continue;
+        }
+        auto const& [metrics, read] = found->second[occurrence];
+        std::string changes;
+        auto compare = [&changes](char const* what, long long before, long long after, bool worse) {
+            if (worse)
+                changes += (changes.empty() ? "" : ", ") + std::string(what) + ' ' +
+                           std::to_string(before) + " -> " + std::to_string(after);
+        };
+        std::string const state_now = po_file_state_word(read);
+        if (state_now != "read" && state_now != old.po_file_state)
+            changes = "PO file " + old.po_file_state + " -> " + state_now;
+        compare("proved", old.proved, metrics->nb_proved, metrics->nb_proved < old.proved);
+        compare("unproved", old.unproved, metrics->nb_unproved,
+                metrics->nb_unproved > old.unproved);
+        compare("unreliable", old.unreliable, metrics->nb_unreliably_proved,
+                metrics->nb_unreliably_proved > old.unreliable);
+        compare("disproved", old.disproved, metrics->nb_disproved,
+                metrics->nb_disproved > old.disproved);
+        if (!changes.empty()) {
+            std::cerr << "prooftally: " << old.name << ": " << changes << '\n';
+            failed = true;
+        }
+    }
+    return failed;
+}

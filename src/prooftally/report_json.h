@@ -1,0 +1,22 @@
+// The JSON report: every component's record, how its PO file was read, and the
+// total, in one document whose keys and order depend only on the files read.
+#ifndef REPORT_JSON_H
+#define REPORT_JSON_H
+
+#include "prooftally/collect.h"
+
+#include <QJsonObject>
+
+#include <string>
+
+// The report as a JSON object; `total` is the sum of the components.
+QJsonObject json_report(std::string const& bdp, std::string const& project,
+                        collection_t const& collected, pos::metrics_t const& total);
+
+// Writes `report` to standard output.
+void cout_json(QJsonObject const& report);
+
+// The word that names how a PO file was read: "read", "missing", "malformed".
+char const* po_file_state_word(pos::po_read_t state);
+
+#endif
