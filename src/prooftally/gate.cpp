@@ -2,6 +2,8 @@
 
 #include "prooftally/report_json.h"
 
+#include "pos/xml_load.h"
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -36,8 +38,9 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list) {
 
 std::optional<std::vector<baseline_component_t>> load_baseline(std::string const& path,
                                                                std::string& error) {
-    QFile file(QString::fromStdString(path));
-    if (!file.open(QIODevice::ReadOnly)) {
+    // Regular files only: a FIFO or a device would block the run or never end.
+    QFile file;
+    if (!pos::openRegularFile(QString::fromStdString(path), file)) {
         error = "cannot be read";
         return std::nullopt;
     }
