@@ -86,7 +86,7 @@ bench_set() { # DIR PROJECT
         cmds+=("$prooftally -b $dir -p $project" "taskset -c 0 $prooftally -b $dir -p $project"
             "$prooftally -b $dir -p $project -C")
     fi
-    names+=("scanner+streaming (pos_count)" "streaming forced (pos_count --stream)")
+    names+=("scanner, else stream (pos_count)" "streaming forced (--stream)")
     cmds+=("$pos_count ${files[*]}" "$pos_count --stream ${files[*]}")
     if [ -n "${EXTRA:-}" ]; then
         names+=("DOM reference (pos_count --dom)" "xmlstarlet count(//Simple_Goal)")
