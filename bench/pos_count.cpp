@@ -1,28 +1,57 @@
-// Counts PO files with the streaming count (default) or the DOM reference
-// (--dom) and prints the summed record, so that the benchmark can time the
-// two on the same files: pos_count [--dom] FILE...
+// Counts PO files and prints the summed record, so that the benchmark can time
+// the ways of counting on the same files:
+//   pos_count [--stream | --dom | --taken] FILE...
+// Default: as the command counts (the strict scanner, the streaming reader
+// where it gives up); --stream: the streaming reader alone; --dom: the DOM
+// walk; --taken: how many of the files, and of their bytes, the scanner takes.
+#include "pos/fast_count.h"
 #include "pos/pos.h"
 #include "pos/pos_internal.h"
+
+#include <QFileInfo>
 
 #include <cstring>
 #include <iostream>
 #include <stdexcept>
 
 int main(int argc, char** argv) {
-    bool dom = argc > 1 && std::strcmp(argv[1], "--dom") == 0;
+    const std::string mode = argc > 1 && std::strncmp(argv[1], "--", 2) == 0 ? argv[1] : "";
     std::uint64_t po = 0, proved = 0, ext = 0, mechanisms = 0;
-    for (int i = dom ? 2 : 1; i < argc; ++i) {
+    std::uint64_t files = 0, taken = 0, bytes = 0, takenBytes = 0;
+    for (int i = mode.empty() ? 1 : 2; i < argc; ++i) {
         pos::metrics_t m;
+        const std::string path = argv[i];
         try {
-            if (!(dom ? pos::domMetrics(argv[i], m) : pos::getMetrics(argv[i], m)))
-                std::cerr << argv[i] << ": cannot be opened\n";
+            pos::po_read_t read = pos::po_read_t::read;
+            if (mode == "--dom")
+                read = pos::domMetrics(path, m) ? read : pos::po_read_t::unopened;
+            else if (mode == "--stream")
+                read = pos::streamCountPoFile(path, m);
+            else if (mode == "--taken")
+                read = pos::fastCountPoFile(path, m);
+            else
+                read = pos::countPoFile(path, m);
+            const auto size = static_cast<std::uint64_t>(QFileInfo(argv[i]).size());
+            ++files;
+            bytes += size;
+            if (read == pos::po_read_t::read) {
+                ++taken;
+                takenBytes += size;
+            }
+            if (read == pos::po_read_t::unopened)
+                std::cerr << path << ": cannot be opened\n";
         } catch (std::out_of_range const& e) {
-            std::cerr << argv[i] << ": " << e.what() << "\n";
+            std::cerr << path << ": " << e.what() << "\n";
         }
         po += m.nb_po;
         proved += m.nb_proved;
         ext += m.nb_ext;
         mechanisms += m.mechanisms.size();
+    }
+    if (mode == "--taken") {
+        std::cout << "scanner took " << taken << " of " << files << " files, " << takenBytes
+                  << " of " << bytes << " bytes\n";
+        return 0;
     }
     std::cout << "goals " << po << " proved " << proved << " ext " << ext << " mechanism entries "
               << mechanisms << "\n";

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Benchmark: prooftally against the DOM reference and the XML tools a user
-# would reach for, on generated projects. Not part of CI.
+# Benchmark: prooftally (on all cores and on one), the strict scanner and the
+# streaming reader alone, against xmllint --stream and, with EXTRA=1, the DOM
+# reference and xmlstarlet, on generated projects. Not part of CI.
 #
 #   bench/run.sh [SCRATCH_DIR]      (default: /tmp/prooftally-bench)
 #
@@ -9,7 +10,9 @@
 # so every run reads the same bytes), then prints one table per data set
 # (SETS="medium:medium file200:big" picks some; SETS= none):
 # median wall time of RUNS runs (tools interleaved, round after round), MB/s,
-# peak resident memory, and each tool's time over prooftally's.
+# peak resident memory, and each tool's time over xmllint --stream's; then
+# the share of each data set that the scanner takes, and instructions per
+# byte (callgrind, on a 10 MB file; needs valgrind).
 set -euo pipefail
 
 repo=$(cd "$(dirname "$0")/.." && pwd)
@@ -22,6 +25,7 @@ command -v xmllint >/dev/null || need+=(libxml2-utils)
 command -v xmlstarlet >/dev/null || need+=(xmlstarlet)
 [ -x /usr/bin/time ] || need+=(time)
 command -v bc >/dev/null || need+=(bc)
+command -v taskset >/dev/null || need+=(util-linux)
 command -v python3 >/dev/null || need+=(python3)
 command -v cmake >/dev/null || need+=(cmake g++ make qtbase5-dev libgtest-dev)
 if ((${#need[@]})); then
@@ -53,6 +57,7 @@ gen "$scratch/medium" project "$scratch/medium" medium 200 100 --seed 2
 gen "$scratch/medium2x" project "$scratch/medium2x" medium2x 400 200 --seed 4
 single "$scratch/file100" big 100 5
 single "$scratch/file200" big 200 5
+single "$scratch/file10" big 10 6
 
 # One timed run: prints "seconds peak_kilobytes".
 timed() {
@@ -74,12 +79,19 @@ bench_set() { # DIR PROJECT
     bytes=$(cat "${files[@]}" | wc -c)
     mb=$(echo "$bytes / 1000000" | bc -l)
     local -a names cmds
+    names+=("xmllint --stream --noout")
+    cmds+=("xmllint --stream --noout ${files[*]}")
     if [ -x "$prooftally" ]; then
-        names+=("prooftally (text)" "prooftally (CSV)")
-        cmds+=("$prooftally -b $dir -p $project" "$prooftally -b $dir -p $project -C")
+        names+=("prooftally (text), all threads" "prooftally (text), one core" "prooftally (CSV)")
+        cmds+=("$prooftally -b $dir -p $project" "taskset -c 0 $prooftally -b $dir -p $project"
+            "$prooftally -b $dir -p $project -C")
     fi
-    names+=("streaming count (pos_count)" "DOM reference (pos_count --dom)" "xmllint --stream --noout" "xmlstarlet count(//Simple_Goal)")
-    cmds+=("$pos_count ${files[*]}" "$pos_count --dom ${files[*]}" "xmllint --stream --noout ${files[*]}" "xmlstarlet sel -t -v count(//Simple_Goal) -n ${files[*]}")
+    names+=("scanner, else stream (pos_count)" "streaming forced (--stream)")
+    cmds+=("$pos_count ${files[*]}" "$pos_count --stream ${files[*]}")
+    if [ -n "${EXTRA:-}" ]; then
+        names+=("DOM reference (pos_count --dom)" "xmlstarlet count(//Simple_Goal)")
+        cmds+=("$pos_count --dom ${files[*]}" "xmlstarlet sel -t -v count(//Simple_Goal) -n ${files[*]}")
+    fi
     local tmp
     tmp=$(mktemp -d)
     for ((r = 0; r < RUNS; r++)); do
@@ -101,13 +113,16 @@ bench_set() { # DIR PROJECT
             "$(echo "$mb / $t" | bc -l)" "$(echo "$kb / 1024" | bc -l)" "$(echo "$t / $base" | bc -l)"
     done
     rm -rf "$tmp"
+    # shellcheck disable=SC2086
+    echo "$($pos_count --taken ${files[*]})"
 }
 
-echo "ratio: each tool's median time over the first row's, measured in the same run"
+echo "ratio: each tool's median time over xmllint --stream's, measured in the same run"
 for set in ${SETS-small:small medium:medium medium2x:medium2x file100:big file200:big}; do
     bench_set "$scratch/${set%%:*}" "${set##*:}"
 done
 
+[ -n "${NO_LINEAR:-}" ] || {
 # Linearity: the base tool on data of one size and on twice that, run after
 # run in the same rounds, so that the machine's load weighs on both alike.
 base_cmd() { # DIR PROJECT
@@ -132,3 +147,17 @@ printf 'single file: 100 MB %.3f s (peak %.1f MB), 200 MB %.3f s (peak %.1f MB),
     "$(m file100)" "$(echo "$(k file100) / 1024" | bc -l)" "$(m file200)" \
     "$(echo "$(k file200) / 1024" | bc -l)" "$(echo "$(m file200) / $(m file100)" | bc -l)"
 rm -rf "$tmp"
+}
+
+# Instructions per byte: callgrind's total over the bytes of one 10 MB file.
+if command -v valgrind >/dev/null && [ -z "${NO_CALLGRIND:-}" ]; then
+    f10=$scratch/file10/big.pos
+    b10=$(wc -c <"$f10")
+    ipb() { # COMMAND...
+        valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" 2>&1 >/dev/null |
+            awk -v b="$b10" '/Collected/ {printf "%.1f", $NF / b}'
+    }
+    printf '\ninstructions per byte on %s (%d bytes): scanner %s, streaming forced %s, xmllint --stream %s\n' \
+        "$f10" "$b10" "$(ipb "$pos_count" "$f10")" "$(ipb "$pos_count" --stream "$f10")" \
+        "$(ipb xmllint --stream --noout "$f10")"
+fi

@@ -1,8 +1,10 @@
 // The count of every file under data/count/: data/count/expected.txt gives,
 // per file, what counting it must leave ("FILE: outcome", as countOutcome
 // writes it, the record starting at po 7). The streaming count and the DOM
-// walk must both leave it, and nothing from the files that external entities
+// walk must both leave it (files named "fast-..." are taken or refused by the
+// strict scanner as their name says), and nothing from the files that external entities
 // or DTDs name (secret.xml, secret.dtd, /etc/hostname) may get in.
+#include "pos/fast_count.h"
 #include "pos/pos.h"
 #include "pos/pos_internal.h"
 #include "test_support.h"
@@ -28,6 +30,13 @@ TEST(Count, EachFileLeavesItsOutcome) {
         listed << file;
         EXPECT_EQ(countOutcome(pos::getMetrics, path), outcome) << file.toStdString();
         EXPECT_EQ(countOutcome(pos::domMetrics, path), outcome) << file.toStdString();
+        // Files named for the scanner: taken, or refused for the reason named.
+        pos::metrics_t m;
+        if (file.startsWith(QStringLiteral("fast-"))) {
+            EXPECT_EQ(pos::fastCountPoFile(path, m) == pos::po_read_t::read,
+                      file.startsWith(QStringLiteral("fast-takes")))
+                << file.toStdString();
+        }
         const QString text = pos::domOfPath(path).toString();
         EXPECT_FALSE(text.contains(QStringLiteral("SECRET")));
         EXPECT_TRUE(hostname.size() < 4 || !text.contains(hostname));

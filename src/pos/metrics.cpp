@@ -1,3 +1,4 @@
+#include "pos/fast_count.h"
 #include "pos/lenient_input.h"
 #include "pos/pos_internal.h"
 #include "pos/xml_load.h"
@@ -298,12 +299,8 @@ void countObligation(Input& in, GoalBuffer& goal, metrics_t& metrics) {
     }
 }
 
-} // namespace
-
-po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
-    QFile file;
-    if (!openRegularFile(QString::fromStdString(path), file))
-        return po_read_t::unopened;
+// The count by the streaming reader, from the start of the open file.
+po_read_t streamCount(QFile& file, std::string const& path, metrics_t& metrics) {
     metrics = metrics_t{};
     QXmlStreamReader reader;
     reader.setNamespaceProcessing(false); // names are matched as written, prefix included
@@ -332,6 +329,30 @@ po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
     const load_t loaded = loadDocument(QString::fromStdString(path), doc, nullptr);
     countDocument(doc, metrics);
     return loaded == load_t::parsed ? po_read_t::read : po_read_t::malformed;
+}
+
+} // namespace
+
+po_read_t streamCountPoFile(std::string const& path, metrics_t& metrics) {
+    QFile file;
+    if (!openRegularFile(QString::fromStdString(path), file))
+        return po_read_t::unopened;
+    return streamCount(file, path, metrics);
+}
+
+po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
+    QFile file;
+    if (!openRegularFile(QString::fromStdString(path), file))
+        return po_read_t::unopened;
+    // Most files take the scanner; any other is read again from the start.
+    metrics_t counted;
+    if (fastCount(file, counted)) {
+        metrics = std::move(counted);
+        return po_read_t::read;
+    }
+    if (!file.seek(0))
+        return po_read_t::unopened;
+    return streamCount(file, path, metrics);
 }
 
 bool getMetrics(std::string const& path, metrics_t& metrics) {

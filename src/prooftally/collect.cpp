@@ -2,22 +2,88 @@
 
 #include "db/bdp.h"
 
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <limits>
 #include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t NO_FAILURE = std::numeric_limits<std::size_t>::max();
+
+// The components handed out in list order to the workers, and the first one
+// (in that order) known to hold an unknown status.
+struct Work {
+    std::vector<std::string> paths;
+    std::vector<pos::metrics_t*> records;
+    std::vector<pos::po_read_t>& reads;
+    std::vector<std::exception_ptr> errors;
+    std::atomic<std::size_t> next{0};
+    std::atomic<std::size_t> firstFailure{NO_FAILURE};
+};
+
+void failAt(Work& work, std::size_t i) {
+    std::size_t known = work.firstFailure.load();
+    while (i < known && !work.firstFailure.compare_exchange_weak(known, i)) {
+    }
+}
+
+void countComponents(Work& work) {
+    for (;;) {
+        const std::size_t i = work.next++;
+        // A component after a failing one is never needed.
+        if (i >= work.paths.size() || i > work.firstFailure.load())
+            return;
+        try {
+            work.reads[i] = pos::countPoFile(work.paths[i], *work.records[i]);
+        } catch (std::out_of_range const&) {
+            failAt(work, i);
+        } catch (...) {
+            work.errors[i] = std::current_exception();
+            failAt(work, i);
+        }
+    }
+}
+
+} // namespace
 
 collection_t collect_metrics(std::string const& bdp, std::string const& project) {
     collection_t result;
     for (std::string& name : component_names(bdp, project))
         result.components.emplace_back(std::move(name), std::make_unique<pos::metrics_t>());
     result.reads.assign(result.components.size(), pos::po_read_t::unopened);
-    auto read = result.reads.begin();
+    Work work{{}, {}, result.reads, {}};
     for (auto& [name, metrics] : result.components) {
-        std::string path = po_file_path(bdp, name);
-        try {
-            *read++ = pos::countPoFile(path, *metrics);
-        } catch (std::out_of_range const&) {
-            result.unknown_status_path = std::move(path);
-            break;
-        }
+        work.paths.push_back(po_file_path(bdp, name));
+        work.records.push_back(metrics.get());
+    }
+    work.errors.resize(work.paths.size());
+
+    // Each file is counted whole by one worker, with its own Qt objects; the
+    // records stay in list order, so the report does not depend on the pool.
+    const std::size_t workers =
+        std::min<std::size_t>({std::max(1u, std::thread::hardware_concurrency()), MAX_WORKERS,
+                               std::max<std::size_t>(1, work.paths.size())});
+    std::vector<std::thread> pool;
+    for (std::size_t t = 1; t < workers; ++t)
+        pool.emplace_back(countComponents, std::ref(work));
+    countComponents(work);
+    for (std::thread& thread : pool)
+        thread.join();
+
+    const std::size_t failed = work.firstFailure.load();
+    if (failed == NO_FAILURE)
+        return result;
+    if (work.errors[failed])
+        std::rethrow_exception(work.errors[failed]);
+    // As if counting had stopped there: the later components stay unread.
+    result.unknown_status_path = work.paths[failed];
+    for (std::size_t i = failed + 1; i < work.paths.size(); ++i) {
+        *work.records[i] = pos::metrics_t{};
+        result.reads[i] = pos::po_read_t::unopened;
     }
     return result;
 }

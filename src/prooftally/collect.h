@@ -23,7 +23,11 @@ struct collection_t {
     std::optional<std::string> unknown_status_path;
 };
 
-// Reads bdp/project.db, then bdp/NAME.pos for every component it lists.
+// At most this many threads count the components.
+constexpr std::size_t MAX_WORKERS = 8;
+
+// Reads bdp/project.db, then bdp/NAME.pos for every component it lists, the
+// files counted on as many threads as the machine has (up to MAX_WORKERS).
 // Files that cannot be read leave their component's record at zero.
 collection_t collect_metrics(std::string const& bdp, std::string const& project);
 
