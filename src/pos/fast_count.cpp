@@ -1,5 +1,6 @@
 #include "pos/fast_count.h"
 
+#include "pos/records.h"
 #include "pos/xml_load.h"
 
 #include <array>
@@ -143,14 +144,6 @@ bool provedByProver(std::string const& v) {
 
 // What an element is to the count, from its name and its parent's role.
 enum class Role : uchar { Root, Obligation, Goal, ProofState, Mechanism, Driver, Other };
-
-template <typename Map>
-typename Map::mapped_type::element_type& entry(Map& map, std::string const& key) {
-    auto it = map.find(key);
-    if (it == map.end())
-        it = map.emplace(key, std::make_unique<typename Map::mapped_type::element_type>()).first;
-    return *it->second;
-}
 
 class Scanner {
 public:
@@ -458,23 +451,7 @@ bool Scanner::count(Role role) {
     case Role::Goal:
         goalHasExt_ = false;
         goalHasProofState_ = false;
-        ++m_.nb_po;
-        switch (status) {
-        case UNPROVED:
-            ++m_.nb_unproved;
-            break;
-        case PROVED:
-            ++m_.nb_proved;
-            break;
-        case UNRELIABLY_PROVED:
-            ++m_.nb_unreliably_proved;
-            break;
-        case DISPROVED:
-            ++m_.nb_disproved;
-            break;
-        default:
-            break;
-        }
+        addGoal(m_, static_cast<status_t>(status));
         break;
     case Role::ProofState:
         goalHasProofState_ = true;
@@ -486,47 +463,13 @@ bool Scanner::count(Role role) {
             goalHasExt_ = true;
             ++m_.nb_ext;
         }
-        mechanism_metrics_t& e = entry(m_.mechanisms, name_);
-        mechanism_ = &e;
-        switch (status) {
-        case UNPROVED:
-            ++e.nb_unproved;
-            break;
-        case UNKNOWN:
-            ++e.nb_unknown;
-            break;
-        case PROVED:
-            ++e.nb_proved;
-            break;
-        case UNRELIABLY_PROVED:
-            ++e.nb_unreliably_proved;
-            break;
-        case DISPROVED:
-            ++e.nb_disproved;
-            break;
-        }
+        mechanism_ = &entry(m_.mechanisms, name_);
+        addResult(*mechanism_, static_cast<status_t>(status));
         break;
     }
-    case Role::Driver: {
-        driver_metrics_t& d = entry(mechanism_->drivers, name_);
-        switch (status) {
-        case UNPROVED:
-            ++d.nb_unproved;
-            break;
-        case UNKNOWN:
-            ++d.nb_unknown;
-            break;
-        case PROVED:
-            ++d.nb_proved;
-            break;
-        case DISPROVED:
-            ++d.nb_disproved;
-            break;
-        default: // a driver has no counter for UnreliablyProved
-            break;
-        }
+    case Role::Driver:
+        addResult(entry(mechanism_->drivers, name_), static_cast<status_t>(status));
         break;
-    }
     default:
         break;
     }

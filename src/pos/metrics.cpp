@@ -1,6 +1,7 @@
 #include "pos/fast_count.h"
 #include "pos/lenient_input.h"
 #include "pos/pos_internal.h"
+#include "pos/records.h"
 #include "pos/xml_load.h"
 
 #include <QFile>
@@ -197,75 +198,21 @@ void readGoal(Input& in, GoalBuffer& goal) {
     }
 }
 
-template <typename Map>
-typename Map::mapped_type::element_type& entry(Map& map, std::string const& key) {
-    auto it = map.find(key); // no copy of the key when the entry exists
-    if (it == map.end())
-        it = map.emplace(key, std::make_unique<typename Map::mapped_type::element_type>()).first;
-    return *it->second;
-}
-
+// An entry is made before its status is checked, as a walk of the document
+// makes it.
 void countDriver(mechanism_metrics_t& mechanism, Pending const& driver) {
     driver_metrics_t& d = entry(mechanism.drivers, driver.name);
-    switch (checked(driver.status)) {
-    case UNPROVED:
-        ++d.nb_unproved;
-        break;
-    case UNKNOWN:
-        ++d.nb_unknown;
-        break;
-    case PROVED:
-        ++d.nb_proved;
-        break;
-    case DISPROVED:
-        ++d.nb_disproved;
-        break;
-    case UNRELIABLY_PROVED: // a driver has no counter for it
-        break;
-    }
+    addResult(d, checked(driver.status));
 }
 
 mechanism_metrics_t& countMechanism(metrics_t& metrics, Pending const& mechanism) {
     mechanism_metrics_t& m = entry(metrics.mechanisms, mechanism.name);
-    switch (checked(mechanism.status)) {
-    case UNPROVED:
-        ++m.nb_unproved;
-        break;
-    case UNKNOWN:
-        ++m.nb_unknown;
-        break;
-    case PROVED:
-        ++m.nb_proved;
-        break;
-    case UNRELIABLY_PROVED:
-        ++m.nb_unreliably_proved;
-        break;
-    case DISPROVED:
-        ++m.nb_disproved;
-        break;
-    }
+    addResult(m, checked(mechanism.status));
     return m;
 }
 
 void countGoal(GoalBuffer const& goal, metrics_t& metrics) {
-    const status_t status = checked(goal.status);
-    ++metrics.nb_po;
-    switch (status) {
-    case UNPROVED:
-        ++metrics.nb_unproved;
-        break;
-    case PROVED:
-        ++metrics.nb_proved;
-        break;
-    case UNRELIABLY_PROVED:
-        ++metrics.nb_unreliably_proved;
-        break;
-    case DISPROVED:
-        ++metrics.nb_disproved;
-        break;
-    case UNKNOWN:
-        break;
-    }
+    addGoal(metrics, checked(goal.status));
     if (goal.builtInProof)
         ++metrics.nb_int;
 
