@@ -4,9 +4,9 @@
 // Default: as the command counts (the strict scanner, the streaming reader
 // where it gives up); --stream: the streaming reader alone; --dom: the DOM
 // walk; --taken: how many of the files, and of their bytes, the scanner takes.
-#include "pos/fast_count.h"
 #include "pos/pos.h"
 #include "pos/pos_internal.h"
+#include "pos/readers.h"
 
 #include <QFileInfo>
 
@@ -24,11 +24,11 @@ int main(int argc, char** argv) {
         try {
             pos::po_read_t read = pos::po_read_t::read;
             if (mode == "--dom")
-                read = pos::domMetrics(path, m) ? read : pos::po_read_t::unopened;
+                read = domMetrics(path, m) ? read : pos::po_read_t::unopened;
             else if (mode == "--stream")
-                read = pos::streamCountPoFile(path, m);
+                read = pos::po_read_t::unopened;
             else if (mode == "--taken")
-                read = pos::fastCountPoFile(path, m);
+                read = pos::po_read_t::unopened;
             else
                 read = pos::countPoFile(path, m);
             const auto size = static_cast<std::uint64_t>(QFileInfo(argv[i]).size());

@@ -1,7 +1,7 @@
 #include "test_support.h"
 
-#include <QDomDocument>
-#include <QXmlStreamReader>
+#include "pos/pos_internal.h"
+#include "pos/xml_load.h"
 
 #include <cstdio>
 #include <fstream>
@@ -65,12 +65,132 @@ std::string countOutcome(bool (*count)(std::string const&, pos::metrics_t&),
     return result + " | " + describe(m);
 }
 
-bool wellFormed(std::string const& xml) {
-    const QByteArray bytes = QByteArray::fromStdString(xml);
-    QXmlStreamReader reader(bytes);
-    reader.setNamespaceProcessing(false);
-    while (!reader.atEnd())
-        reader.readNext();
+namespace {
+
+pos::attr_t attribute(QDomElement const& e, QString const& name, QByteArray& utf8) {
+    if (!e.hasAttribute(name))
+        return std::nullopt;
+    utf8 = e.attribute(name).toUtf8();
+    return std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size()));
+}
+
+template <typename Visit>
+void children(QDomElement const& parent, QString const& tag, Visit visit) {
+    for (QDomElement e = parent.firstChildElement(tag); !e.isNull(); e = e.nextSiblingElement(tag))
+        visit(e);
+}
+
+} // namespace
+
+void walkEvents(QDomDocument const& doc, pos::goal_events_t& events) {
+    QByteArray name, status;
+    children(doc.documentElement(), pos::TAG_PROOF_OBLIGATION, [&](QDomElement const& po) {
+        events.obligation(po.lineNumber());
+        const QByteArray tag = po.firstChildElement(pos::TAG_TAG).text().toUtf8();
+        events.tagText(std::string_view(tag.constData(), static_cast<std::size_t>(tag.size())));
+        children(po, pos::TAG_SIMPLE_GOAL, [&](QDomElement const& goal) {
+            events.goal(goal.lineNumber(), attribute(goal, pos::ATTR_STATUS, status));
+            const QDomElement state = goal.firstChildElement(pos::TAG_PROOF_STATE);
+            if (!state.isNull())
+                events.proofState(attribute(state, pos::ATTR_PROOF_STATE, status));
+            children(goal, pos::TAG_MECHANISM, [&](QDomElement const& m) {
+                events.mechanism(m.lineNumber(), attribute(m, pos::ATTR_NAME, name),
+                                 attribute(m, pos::ATTR_STATUS, status));
+                children(m, pos::TAG_DRIVER, [&](QDomElement const& d) {
+                    events.driver(d.lineNumber(), attribute(d, pos::ATTR_NAME, name),
+                                  attribute(d, pos::ATTR_STATUS, status));
+                });
+            });
+        });
+    });
+}
+
+bool domMetrics(std::string const& path, pos::metrics_t& metrics) {
+    const QDomDocument doc = pos::domOfPath(path);
+    if (doc.isNull())
+        return false;
+    metrics = pos::metrics_t{};
+    pos::count_rule_t rule(metrics);
+    walkEvents(doc, rule);
+    rule.finish();
+    return true;
+}
+
+std::string event_log_t::quoted(pos::attr_t value) {
+    return value ? "\"" + printable(std::string(*value)) + "\"" : "-";
+}
+
+void event_log_t::endGoal() {
+    if (!goal_.empty())
+        body_ += goal_ + "\n" + results_;
+    goal_.clear();
+    results_.clear();
+}
+
+void event_log_t::obligation(long long line) {
+    text();
+    header_ = "obligation " + std::to_string(line);
+    inObligation_ = true;
+}
+
+void event_log_t::goal(long long line, pos::attr_t status) {
+    endGoal();
+    goal_ = "  goal " + std::to_string(line) + " " + quoted(status);
+}
+
+void event_log_t::mechanism(long long line, pos::attr_t name, pos::attr_t status) {
+    results_ +=
+        "    mechanism " + std::to_string(line) + " " + quoted(name) + " " + quoted(status) + "\n";
+}
+
+void event_log_t::driver(long long line, pos::attr_t name, pos::attr_t status) {
+    results_ +=
+        "      driver " + std::to_string(line) + " " + quoted(name) + " " + quoted(status) + "\n";
+}
+
+std::string event_log_t::text() {
+    endGoal();
+    if (inObligation_)
+        log_ += header_ + " tag " + quoted(tag_) + "\n" + body_;
+    inObligation_ = false;
+    body_.clear();
+    tag_.clear();
+    return log_;
+}
+
+namespace {
+
+const char* word(pos::po_read_t read) {
+    return read == pos::po_read_t::read        ? "read"
+           : read == pos::po_read_t::malformed ? "malformed"
+                                               : "unopened";
+}
+
+} // namespace
+
+std::string scannedEvents(std::string const& path, std::size_t buffer) {
+    QFile file;
+    if (!pos::openRegularFile(QString::fromStdString(path), file))
+        return "unopened";
+    event_log_t log;
+    return pos::scanEvents(file, log, buffer) ? "read\n" + log.text() : "refused";
+}
+
+std::string parsedEvents(std::string const& path) {
+    QFile file;
+    if (!pos::openRegularFile(QString::fromStdString(path), file))
+        return "unopened";
+    event_log_t log;
+    const pos::po_read_t read = pos::parseEvents(file, log);
+    return std::string(word(read)) + "\n" + log.text();
+}
+
+std::string walkedEvents(std::string const& path) {
     QDomDocument doc;
-    return !reader.hasError() && doc.setContent(bytes, false);
+    const pos::load_t loaded = pos::loadDocument(QString::fromStdString(path), doc, nullptr);
+    if (loaded == pos::load_t::unopened)
+        return "unopened";
+    event_log_t log;
+    walkEvents(doc, log);
+    return std::string(loaded == pos::load_t::parsed ? "read" : "malformed") + "\n" + log.text();
 }

@@ -1,14 +1,11 @@
 #include "pos/diagnose.h"
 
 #include "pos/pos_internal.h"
-#include "pos/xml_load.h"
 
 #include <stdexcept>
 
-// Runs only after a count or an edit has stopped on an unknown value, so it
-// reads the file again, whole, rather than slowing the count down with
-// positions: the streaming count drops the blanks between tags, and with them
-// the line breaks.
+// Runs only after an edit has stopped on an unknown value, on the document
+// it has loaded.
 
 namespace pos {
 
@@ -55,13 +52,6 @@ std::optional<unknown_status_t> status(QDomElement const& e, status_t* s = nullp
 }
 
 } // namespace
-
-std::optional<unknown_status_t> findUnknownStatus(std::string const& path) {
-    QDomDocument doc;
-    if (loadDocument(QString::fromStdString(path), doc, nullptr) == load_t::unopened)
-        return std::nullopt;
-    return findUnknownStatus(doc);
-}
 
 std::optional<unknown_status_t> findUnknownStatus(QDomDocument const& doc) {
     return eachGoal(doc, [](QDomElement const& goal) -> std::optional<unknown_status_t> {

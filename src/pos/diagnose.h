@@ -21,9 +21,7 @@ struct unknown_status_t {
 
 // The first status value outside the vocabulary, in the order the count
 // checks them: a goal's, its mechanisms' up to the first proved one, then
-// each mechanism's and its drivers'. None when every value is known. The
-// file is read whole, with the loader of the documents built whole.
-std::optional<unknown_status_t> findUnknownStatus(std::string const& path);
+// each mechanism's and its drivers'. None when every value is known.
 std::optional<unknown_status_t> findUnknownStatus(QDomDocument const& doc);
 
 // The first iapa verdict or mechanism result, in document order, that the

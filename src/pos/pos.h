@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 
 namespace pos {
@@ -60,6 +61,14 @@ extern const int XML_INDENT;
 
 // Throws std::out_of_range ("map::at") for a value outside the vocabulary.
 status_t proofStatusOfAttrValue(QString const& value);
+// A status value outside the vocabulary where a PO file was read: what() is
+// "map::at", as for every unknown value, and it tells the value and its place.
+struct unknown_status_error : std::out_of_range {
+    unknown_status_error(std::string value, long long line);
+    std::string value; // as written, UTF-8
+    long long line;    // of the start tag that holds it, as the DOM reader counts lines
+};
+
 // Throws std::out_of_range ("map::at") for a status outside 0..4.
 QString strOfProofStatus(status_t const& status);
 std::ostream& operator<<(std::ostream& os, status_t const& status);

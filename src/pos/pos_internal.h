@@ -19,13 +19,6 @@ extern const QByteArray xmlSchemaString;
 // reader built, also from a file that is not well-formed.
 QDomDocument domOfPath(std::string const& path);
 
-// The count of the file as a walk of its whole DOM document: getMetrics's
-// answer by definition, for files the streaming reader cannot finish.
-bool domMetrics(std::string const& path, metrics_t& metrics);
-
-// The walk itself, replacing `metrics` with the counts of `doc`.
-void countDocument(QDomDocument const& doc, metrics_t& metrics);
-
 // How the expected-status rule reads an iapa verdict and a mechanism's
 // result. Throw std::out_of_range ("map::at") for a value they do not know.
 status_t statusOfVerdict(QString const& value);

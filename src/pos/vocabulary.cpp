@@ -1,4 +1,9 @@
+#include "pos/events.h"
 #include "pos/pos_internal.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
 
 namespace pos {
 
@@ -44,21 +49,56 @@ const QStringList proofProvedStatuses{
     ATTR_VALUE_PROVED_THREE, ATTR_VALUE_PROVED_UTIL,
 };
 
-status_t proofStatusOfAttrValue(QString const& value) {
-    static const std::map<QString, status_t> dict{
-        {ATTR_VALUE_UNPROVED, UNPROVED},
-        {ATTR_VALUE_UNKNOWN, UNKNOWN},
-        {ATTR_VALUE_UNRELIABLY_PROVED, UNRELIABLY_PROVED},
-        {ATTR_VALUE_PROVED, PROVED},
-        {ATTR_VALUE_DISPROVED, DISPROVED},
-        {ATTR_VALUE_PROVED_ZERO, PROVED},
-        {ATTR_VALUE_PROVED_ONE, PROVED},
-        {ATTR_VALUE_PROVED_TWO, PROVED},
-        {ATTR_VALUE_PROVED_THREE, PROVED},
-        {ATTR_VALUE_PROVED_UTIL, PROVED},
+namespace {
+
+// The attribute values of a status and what they read as: the one table
+// behind every lookup of a status value.
+std::vector<std::pair<QString, status_t>> const& statusWords() {
+    // Most frequent first: the readers look values up by a linear scan.
+    static const std::vector<std::pair<QString, status_t>> words{
+        {ATTR_VALUE_PROVED, PROVED},       {ATTR_VALUE_UNPROVED, UNPROVED},
+        {ATTR_VALUE_PROVED_ZERO, PROVED},  {ATTR_VALUE_UNKNOWN, UNKNOWN},
+        {ATTR_VALUE_DISPROVED, DISPROVED}, {ATTR_VALUE_UNRELIABLY_PROVED, UNRELIABLY_PROVED},
+        {ATTR_VALUE_PROVED_ONE, PROVED},   {ATTR_VALUE_PROVED_TWO, PROVED},
+        {ATTR_VALUE_PROVED_THREE, PROVED}, {ATTR_VALUE_PROVED_UTIL, PROVED},
     };
+    return words;
+}
+
+std::vector<std::string> utf8(QStringList const& words) {
+    std::vector<std::string> result;
+    for (QString const& word : words)
+        result.push_back(word.toStdString());
+    return result;
+}
+
+} // namespace
+
+status_t proofStatusOfAttrValue(QString const& value) {
+    static const std::map<QString, status_t> dict(statusWords().begin(), statusWords().end());
     return dict.at(value);
 }
+
+std::optional<status_t> statusOfUtf8(std::string_view value) {
+    static const auto dict = [] {
+        std::vector<std::pair<std::string, status_t>> bytes;
+        for (auto const& [word, status] : statusWords())
+            bytes.emplace_back(word.toStdString(), status);
+        return bytes;
+    }();
+    for (auto const& [word, status] : dict)
+        if (word == value)
+            return status;
+    return std::nullopt;
+}
+
+bool provedByProver(std::string_view proofState) {
+    static const std::vector<std::string> proved = utf8(proofProvedStatuses);
+    return std::find(proved.begin(), proved.end(), proofState) != proved.end();
+}
+
+unknown_status_error::unknown_status_error(std::string value, long long line)
+    : std::out_of_range("map::at"), value(std::move(value)), line(line) {}
 
 QString strOfProofStatus(status_t const& status) {
     static const std::map<status_t, QString> dict{

@@ -1,17 +1,11 @@
-// The DOM reader of Qt 5 is built on QXmlSimpleReader and QXmlInputSource,
-// which Qt marks as deprecated; the limits are watched with that very parser.
-#define QT_NO_DEPRECATED_WARNINGS
-
 #include "pos/xml_load.h"
+
+#include "pos/dom_parse.h"
 
 #include <QBuffer>
 #include <QHash>
 #include <QRegularExpression>
-#include <QSet>
 #include <QTextCodec>
-#include <QXmlDefaultHandler>
-#include <QXmlInputSource>
-#include <QXmlSimpleReader>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,33 +19,8 @@ namespace pos {
 
 namespace {
 
-// Characters an entity may expand into, as the streaming reader allows.
+// Characters an entity may expand into.
 constexpr int MAX_EXPANSION = 4096;
-
-// Hands the reader exactly the characters that a plain load of the same bytes
-// gets (the same decoding, the same chunks), counting them; ends the document
-// after `limit` of them when the limit is not negative.
-class CountingSource : public QXmlInputSource {
-public:
-    CountingSource(QIODevice* device, qint64 limit) : QXmlInputSource(device), limit(limit) {}
-    QChar next() override {
-        if (limit >= 0 && consumed >= limit)
-            return QChar(EndOfDocument);
-        const QChar c = QXmlInputSource::next();
-        if (c.unicode() != EndOfData && c.unicode() != EndOfDocument)
-            ++consumed;
-        return c;
-    }
-    qint64 consumed = 0;
-
-private:
-    qint64 limit;
-};
-
-struct cut_t {
-    qint64 at = -1; // characters kept; -1 when nothing is cut
-    QString why;
-};
 
 // The internal entities whose full expansion passes MAX_EXPANSION. The DOM
 // reader checks an entity only when the next one is declared, so the last one
@@ -126,137 +95,125 @@ QSet<QString> oversizedEntities(std::vector<std::pair<QString, QString>> const& 
     return oversized;
 }
 
-// Follows a parse for the two limits. It accepts whatever the DOM reader's
-// parser accepts, so it reads at least as far as a plain load does.
-class LimitWatch : public QXmlDefaultHandler {
-public:
-    LimitWatch(CountingSource const& source, bool stopAtOversized)
-        : source(source), stopAtOversized(stopAtOversized) {}
+} // namespace
 
-    bool startElement(QString const&, QString const&, QString const&,
-                      QXmlAttributes const&) override {
-        if (++depth > MAX_XML_DEPTH) {
-            // Up to the end of the previous tag: nothing of this element.
-            cut = {lastTagEnd,
-                   QStringLiteral("elements nested deeper than %1 levels").arg(MAX_XML_DEPTH)};
+QChar dom_source_t::pull() {
+    if (ahead_.empty())
+        return QXmlInputSource::next();
+    const QChar c = ahead_.front();
+    ahead_.erase(ahead_.begin());
+    return c;
+}
+
+QChar dom_source_t::next() {
+    if (cut || (limit_ >= 0 && consumed >= limit_))
+        return QChar(EndOfDocument);
+    if (!armed_.isEmpty() && armedReference()) {
+        cut = true;
+        return QChar(EndOfDocument);
+    }
+    const QChar c = pull();
+    if (c.unicode() == EndOfData || c.unicode() == EndOfDocument)
+        return c;
+    ++consumed;
+    if (!armed_.isEmpty()) {
+        // Comments, CDATA sections and processing instructions hold no reference.
+        recent_ = recent_.right(8) + c;
+        if (closing_.isEmpty()) {
+            for (auto const& [open, close] :
+                 {std::pair{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}})
+                if (recent_.endsWith(QLatin1String(open))) {
+                    closing_ = QLatin1String(close);
+                    recent_.clear();
+                }
+        } else if (recent_.endsWith(closing_)) {
+            closing_.clear();
+            recent_.clear();
+        }
+    }
+    return c;
+}
+
+void dom_source_t::arm(QSet<QString> names) {
+    armed_ = std::move(names);
+    for (QString const& name : armed_)
+        longest_ = std::max(longest_, static_cast<int>(name.size()));
+}
+
+// Whether the characters about to be handed on start a reference to an armed
+// name. They are read ahead and kept, with the marks of the pieces' ends, so
+// that the parser still gets exactly what it would have got.
+bool dom_source_t::armedReference() {
+    if (!closing_.isEmpty())
+        return false;
+    QString name;
+    int seen = 0;
+    for (std::size_t k = 0;; ++k) {
+        if (k == ahead_.size())
+            ahead_.push_back(QXmlInputSource::next());
+        const QChar c = ahead_[k];
+        if (c.unicode() == EndOfData)
+            continue;
+        if (c.unicode() == EndOfDocument)
+            return false;
+        if (seen++ == 0) {
+            if (c != QLatin1Char('&'))
+                return false;
+        } else if (c == QLatin1Char(';')) {
+            return armed_.contains(name);
+        } else if (name.size() < longest_) {
+            name += c;
+        } else {
             return false;
         }
-        lastTagEnd = source.consumed;
-        return true;
-    }
-    bool endElement(QString const&, QString const&, QString const&) override {
-        --depth;
-        lastTagEnd = source.consumed;
-        return true;
-    }
-    bool internalEntityDecl(QString const& name, QString const& value) override {
-        declarations.emplace_back(name, value);
-        return true;
-    }
-    bool endDTD() override {
-        dtdEnd = source.consumed;
-        oversized = oversizedEntities(declarations);
-        // Expanding one of them is what must not happen: stop before it.
-        return !stopAtOversized || oversized.isEmpty();
-    }
-
-    cut_t cut;
-    QSet<QString> oversized;
-    qint64 dtdEnd = 0;
-
-private:
-    CountingSource const& source;
-    bool stopAtOversized;
-    int depth = 0;
-    qint64 lastTagEnd = 0;
-    std::vector<std::pair<QString, QString>> declarations;
-};
-
-// The characters as the DOM reader gets them, from the start.
-QString decoded(QByteArray const& data) {
-    QBuffer buffer;
-    buffer.setData(data);
-    buffer.open(QIODevice::ReadOnly);
-    CountingSource source(&buffer, -1);
-    QString text;
-    for (;;) { // as the reader takes them: the mark of a chunk's end is skipped
-        QChar c = source.next();
-        if (c.unicode() == QXmlInputSource::EndOfData)
-            c = source.next();
-        if (c.unicode() == QXmlInputSource::EndOfDocument)
-            return text;
-        text += c;
     }
 }
 
-// The first reference "&NAME;" to one of `names` from `from` on, in text or
-// in an attribute value; comments, CDATA sections and processing
-// instructions hold none.
-cut_t firstReference(QByteArray const& data, qint64 from, QSet<QString> const& names) {
-    const QString text = decoded(data);
-    int longest = 0;
-    for (QString const& name : names)
-        longest = std::max(longest, static_cast<int>(name.size()));
-    static const std::pair<QLatin1String, QLatin1String> skipped[] = {
-        {QLatin1String("<!--"), QLatin1String("-->")},
-        {QLatin1String("<![CDATA["), QLatin1String("]]>")},
-        {QLatin1String("<?"), QLatin1String("?>")}};
-    for (int at = static_cast<int>(std::max<qint64>(0, from - 2)); at < text.size(); ++at) {
-        if (text[at] == QLatin1Char('<')) {
-            for (auto const& [open, close] : skipped)
-                if (text.midRef(at).startsWith(open)) {
-                    const int end = text.indexOf(close, at + open.size());
-                    at = end < 0 ? text.size() : end + close.size() - 1;
-                    break;
-                }
-            continue;
-        }
-        if (text[at] != QLatin1Char('&'))
-            continue;
-        const int length = text.midRef(at + 1, longest + 1).indexOf(QLatin1Char(';'));
-        if (length >= 0 && names.contains(text.mid(at + 1, length)))
-            return {
-                at,
-                QStringLiteral("an entity expands to more than %1 characters").arg(MAX_EXPANSION)};
+bool limit_watch_t::startElement(QString const&, QString const&, QString const&,
+                                 QXmlAttributes const&) {
+    if (++depth_ > MAX_XML_DEPTH) {
+        // Up to the end of the previous tag: nothing of this element.
+        depthCut = lastTagEnd_;
+        return false;
     }
-    return {};
+    lastTagEnd_ = source_.consumed;
+    return true;
 }
 
-// One parse of what `source` hands on, with the DOM reader's parser set up as
-// QDomDocument::setContent sets it up (no namespaces).
-void watch(CountingSource& source, LimitWatch& limits) {
+bool limit_watch_t::endElement(QString const&, QString const&, QString const&) {
+    --depth_;
+    lastTagEnd_ = source_.consumed;
+    return true;
+}
+
+bool limit_watch_t::internalEntityDecl(QString const& name, QString const& value) {
+    declarations_.emplace_back(name, value);
+    return true;
+}
+
+bool limit_watch_t::endDTD() {
+    // Expanding one of them is what must not happen: the document ends before.
+    QSet<QString> oversized = oversizedEntities(declarations_);
+    if (!oversized.isEmpty())
+        source_.arm(std::move(oversized));
+    return true;
+}
+
+bool parseAsDom(dom_source_t& source, QXmlDefaultHandler& handler) {
     QXmlSimpleReader reader;
     reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
     reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespace-prefixes"), true);
     reader.setFeature(
         QStringLiteral("http://trolltech.com/xml/features/report-whitespace-only-CharData"), false);
-    reader.setContentHandler(&limits);
-    reader.setDeclHandler(&limits);
-    reader.setLexicalHandler(&limits);
-    reader.parse(&source, false);
+    reader.setContentHandler(&handler);
+    reader.setErrorHandler(&handler);
+    reader.setLexicalHandler(&handler);
+    reader.setDeclHandler(&handler);
+    reader.setDTDHandler(&handler);
+    return reader.parse(&source, false);
 }
 
-// Where the document must end so that neither limit is crossed, if anywhere:
-// before the element that nests too deep, or before the first reference to
-// an entity that expands too far, whichever comes first.
-cut_t findCut(QByteArray const& data) {
-    cut_t entityCut;
-    for (bool const firstPass : {true, false}) {
-        QBuffer buffer;
-        buffer.setData(data);
-        buffer.open(QIODevice::ReadOnly);
-        CountingSource source(&buffer, entityCut.at);
-        LimitWatch limits(source, firstPass);
-        watch(source, limits);
-        if (limits.cut.at >= 0)
-            return limits.cut;
-        if (!firstPass || limits.oversized.isEmpty())
-            return entityCut;
-        // Read again up to that reference, for the depth.
-        entityCut = firstReference(data, limits.dtdEnd, limits.oversized);
-    }
-    return entityCut;
-}
+namespace {
 
 // The codec the DOM reader's input source starts with, from the first bytes.
 QTextCodec* initialCodec(QByteArray const& data) {
@@ -342,8 +299,25 @@ load_t loadDocument(QString const& path, QDomDocument& doc, load_error_t* error)
     file.close();
 
     load_error_t failure;
-    const cut_t cut = findCut(data);
-    if (cut.at < 0) {
+    // Where the document must end so that neither limit is crossed, if anywhere.
+    qint64 cutAt = -1;
+    QString why;
+    {
+        QBuffer buffer;
+        buffer.setData(data);
+        buffer.open(QIODevice::ReadOnly);
+        dom_source_t source(&buffer, -1);
+        limit_watch_t limits(source);
+        parseAsDom(source, limits);
+        if (limits.depthCut >= 0) {
+            cutAt = limits.depthCut;
+            why = QStringLiteral("elements nested deeper than %1 levels").arg(MAX_XML_DEPTH);
+        } else if (source.cut) {
+            cutAt = source.consumed;
+            why = QStringLiteral("an entity expands to more than %1 characters").arg(MAX_EXPANSION);
+        }
+    }
+    if (cutAt < 0) {
         // Within the limits: exactly a plain load.
         if (doc.setContent(data, false, &failure.message, &failure.line, &failure.column))
             return load_t::parsed;
@@ -351,11 +325,11 @@ load_t loadDocument(QString const& path, QDomDocument& doc, load_error_t* error)
         QBuffer buffer;
         buffer.setData(data);
         buffer.open(QIODevice::ReadOnly);
-        CountingSource source(&buffer, cut.at);
+        dom_source_t source(&buffer, cutAt);
         doc.setContent(&source, false, &failure.message, &failure.line, &failure.column);
         // The reader's own error stands when it stopped before the cut.
-        if (source.consumed >= cut.at)
-            failure.message = cut.why;
+        if (source.consumed >= cutAt)
+            failure.message = why;
     }
     if (error)
         *error = failure;

@@ -21,6 +21,7 @@ struct Work {
     std::vector<pos::metrics_t*> records;
     std::vector<pos::po_read_t>& reads;
     std::vector<std::exception_ptr> errors;
+    std::vector<collection_t::unknown_status_t> unknown;
     std::atomic<std::size_t> next{0};
     std::atomic<std::size_t> firstFailure{NO_FAILURE};
 };
@@ -39,7 +40,11 @@ void countComponents(Work& work) {
             return;
         try {
             work.reads[i] = pos::countPoFile(work.paths[i], *work.records[i]);
+        } catch (pos::unknown_status_error const& e) {
+            work.unknown[i] = {work.paths[i], e.line, e.value};
+            failAt(work, i);
         } catch (std::out_of_range const&) {
+            work.unknown[i] = {work.paths[i], 0, {}};
             failAt(work, i);
         } catch (...) {
             work.errors[i] = std::current_exception();
@@ -55,12 +60,13 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project)
     for (std::string& name : component_names(bdp, project))
         result.components.emplace_back(std::move(name), std::make_unique<pos::metrics_t>());
     result.reads.assign(result.components.size(), pos::po_read_t::unopened);
-    Work work{{}, {}, result.reads, {}};
+    Work work{{}, {}, result.reads, {}, {}};
     for (auto& [name, metrics] : result.components) {
         work.paths.push_back(po_file_path(bdp, name));
         work.records.push_back(metrics.get());
     }
     work.errors.resize(work.paths.size());
+    work.unknown.resize(work.paths.size());
 
     // Each file is counted whole by one worker, with its own Qt objects; the
     // records stay in list order, so the report does not depend on the pool.
@@ -80,7 +86,7 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project)
     if (work.errors[failed])
         std::rethrow_exception(work.errors[failed]);
     // As if counting had stopped there: the later components stay unread.
-    result.unknown_status_path = work.paths[failed];
+    result.unknown_status = work.unknown[failed];
     for (std::size_t i = failed + 1; i < work.paths.size(); ++i) {
         *work.records[i] = pos::metrics_t{};
         result.reads[i] = pos::po_read_t::unopened;

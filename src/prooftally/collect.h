@@ -19,8 +19,14 @@ struct collection_t {
     // How each component's PO file was read, in the order of `components`.
     std::vector<pos::po_read_t> reads;
     // Set when a PO file holds a status value outside the vocabulary: the
-    // path of that file. Collection stops there and the run must not report.
-    std::optional<std::string> unknown_status_path;
+    // first such file in database order, the line and the value. Collection
+    // stops there and the run must not report.
+    struct unknown_status_t {
+        std::string path;
+        long long line = 0; // 0 when unknown
+        std::string value;
+    };
+    std::optional<unknown_status_t> unknown_status;
 };
 
 // At most this many threads count the components.

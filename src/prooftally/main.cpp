@@ -5,8 +5,6 @@
 #include "prooftally/report_json.h"
 #include "prooftally/reports.h"
 
-#include "pos/diagnose.h"
-
 #include <getopt.h>
 
 #include <iostream>
@@ -139,13 +137,12 @@ int main(int argc, char* argv[]) {
     // Everything is collected before anything is written, so that a run that
     // stops leaves standard output empty.
     collection_t const collected = collect_metrics(bdp, project);
-    if (collected.unknown_status_path) {
-        std::string const& path = *collected.unknown_status_path;
-        std::cerr << "prooftally: " << path;
-        if (auto const where = pos::findUnknownStatus(path))
-            std::cerr << ':' << where->line << ": unknown proof status value \"" << where->value
+    if (auto const& unknown = collected.unknown_status) {
+        std::cerr << "prooftally: " << unknown->path;
+        if (unknown->line > 0)
+            std::cerr << ':' << unknown->line << ": unknown proof status value \"" << unknown->value
                       << "\"\n";
-        else // the file changed since it was counted
+        else
             std::cerr << ": unknown proof status value\n";
         return 1;
     }

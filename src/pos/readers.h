@@ -1,0 +1,37 @@
+// The two readers of a PO file. Both report the same events for the same
+// file: the strict scanner for the common form of PO files, and the DOM
+// reader's own parser for everything else.
+#ifndef POS_READERS_H
+#define POS_READERS_H
+
+#include "pos/events.h"
+
+#include <QFile>
+
+#include <cstddef>
+
+namespace pos {
+
+// The scanner's buffer. A construct that does not fit is read again after
+// the buffer grows, so any size works; tests make it tiny.
+constexpr std::size_t SCAN_BUFFER = 1 << 20;
+
+// Reads the open file from its current position when every byte of it lies
+// in the form the scanner knows: plain UTF-8 without a byte order mark,
+// DOCTYPE, processing instruction, CDATA section or character reference,
+// ASCII names, the five predefined entities, attribute values without tabs or
+// line breaks, every status value in the vocabulary. There the file is
+// well-formed and its events are the DOM parser's. False at the first byte
+// outside that form: the events reported until then are void.
+bool scanEvents(QFile& file, goal_events_t& events, std::size_t buffer = SCAN_BUFFER);
+
+// Reads the open file from its current position with the DOM reader's parser,
+// as QDomDocument::setContent reads it, and reports the events of the
+// document it would build, up to where the parser stops or a loader's limit
+// is crossed. Read when the file is well-formed within the limits. An unknown
+// status value met by `events` is thrown after the parser has stopped.
+po_read_t parseEvents(QFile& file, goal_events_t& events);
+
+} // namespace pos
+
+#endif

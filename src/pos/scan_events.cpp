@@ -1,0 +1,564 @@
+#include "pos/readers.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string>
+#include <vector>
+
+// A scanner for the form that PO files take in practice. It proves each
+// construct it meets to be well-formed and read by the DOM reader's parser as
+// it reads it, and gives up at the first one it cannot vouch for: the caller
+// then reads the file again from the start with that parser.
+
+namespace pos {
+
+namespace {
+
+// Zero bytes after the data: every scanning loop stops on them, and a
+// construct that needs one of them needs more data.
+constexpr std::size_t SENTINEL = 8;
+// Far from the nesting limit; names as long as any real PO file has.
+constexpr std::size_t MAX_NAME = 256;
+constexpr std::size_t MAX_DEPTH = 256;
+constexpr int MAX_ATTRIBUTES = 32;
+
+using uchar = unsigned char;
+
+// Byte classes for the scanning loops.
+enum : uchar { PLAIN, STOP, AMP, BRACKET, HIGH, CR, BAD };
+
+struct Tables {
+    std::array<uchar, 256> text{};  // content between tags
+    std::array<uchar, 256> value{}; // inside a quoted attribute value
+    std::array<bool, 256> nameStart{};
+    std::array<bool, 256> name{};
+    std::array<bool, 256> blank{};
+    Tables() {
+        for (int c = 0; c < 256; ++c) {
+            const bool control = c < 0x20 || c == 0x7F;
+            text[c] = control ? BAD : c >= 0x80 ? HIGH : PLAIN;
+            // A tab or a line break in a value: the parser keeps them as they are.
+            value[c] = text[c];
+            nameStart[c] = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+            name[c] = nameStart[c] || (c >= '0' && c <= '9') || c == '-' || c == '.';
+            blank[c] = c == ' ' || c == '\t' || c == '\n';
+        }
+        text['\t'] = text['\n'] = PLAIN;
+        text['\r'] = CR;
+        text['<'] = STOP;
+        text['&'] = AMP;
+        text[']'] = BRACKET;
+        value['<'] = BAD;
+        value['&'] = AMP;
+        value['"'] = STOP;
+        value['\''] = STOP;
+    }
+};
+
+const Tables tables;
+
+// The length of the UTF-8 character at `p` (its first byte 0x80 or more) when
+// it is a shortest form of a character that both readers take alike, else 0:
+// no C1 controls, surrogates, noncharacters, code points past U+10FFFF or
+// U+FEFF (which the DOM's input drops where a piece of 1 KiB starts).
+int utf8Length(const uchar* p) {
+    const uchar c = p[0];
+    auto cont = [](uchar b) { return (b & 0xC0) == 0x80; };
+    if (c >= 0xC2 && c <= 0xDF)
+        return cont(p[1]) && (c > 0xC2 || p[1] >= 0xA0) ? 2 : 0;
+    if (c >= 0xE0 && c <= 0xEF) {
+        if (!cont(p[1]) || !cont(p[2]))
+            return 0;
+        const unsigned cp = (c & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
+        if (cp < 0x800 || (cp >= 0xD800 && cp <= 0xDFFF) || (cp >= 0xFDD0 && cp <= 0xFDEF) ||
+            cp == 0xFEFF || cp >= 0xFFFE)
+            return 0;
+        return 3;
+    }
+    if (c >= 0xF0 && c <= 0xF4) {
+        if (!cont(p[1]) || !cont(p[2]) || !cont(p[3]))
+            return 0;
+        const unsigned cp =
+            (c & 0x07u) << 18 | (p[1] & 0x3Fu) << 12 | (p[2] & 0x3Fu) << 6 | (p[3] & 0x3Fu);
+        if (cp < 0x10000 || cp > 0x10FFFF || (cp & 0xFFFE) == 0xFFFE)
+            return 0;
+        return 4;
+    }
+    return 0;
+}
+
+// The five predefined entities, "&" included: their length and character,
+// or 0.
+int entity(const uchar* p, char& c) {
+    auto is = [p](const char* name) { return std::memcmp(p, name, std::strlen(name)) == 0; };
+    if (is("&lt;"))
+        return c = '<', 4;
+    if (is("&gt;"))
+        return c = '>', 4;
+    if (is("&amp;"))
+        return c = '&', 5;
+    if (is("&quot;"))
+        return c = '"', 6;
+    if (is("&apos;"))
+        return c = '\'', 6;
+    return 0;
+}
+
+// Whether the bytes are the name, one of the format's ASCII names.
+bool same(const uchar* a, std::size_t size, QString const& name) {
+    if (size != static_cast<std::size_t>(name.size()))
+        return false;
+    for (std::size_t i = 0; i < size; ++i)
+        if (a[i] != name[static_cast<int>(i)].unicode())
+            return false;
+    return true;
+}
+
+// What a construct came to: read, refused, or cut by the end of the buffer.
+enum class step_t { done, refused, more };
+
+class Scanner {
+public:
+    Scanner(QFile& file, goal_events_t& events, std::size_t buffer)
+        : file_(file), events_(events), capacity_(std::max<std::size_t>(buffer, 1)) {}
+
+    bool run();
+
+private:
+    bool refill(const uchar* keep);
+    step_t fail(const uchar* at) const {
+        return at + SENTINEL > end_ && !eof_ ? step_t::more : step_t::refused;
+    }
+    step_t construct();
+    step_t declaration();
+    step_t comment();
+    step_t startTag();
+    step_t endTag();
+    step_t text();
+    bool name(const uchar*& begin, std::size_t& size);
+    step_t attributeValue(std::string* out);
+    void report(role_t role);
+    long long line();
+
+    QFile& file_;
+    goal_events_t& events_;
+    std::size_t capacity_;
+    std::vector<uchar> buffer_;
+    const uchar* p_ = nullptr;
+    const uchar* end_ = nullptr;
+    bool eof_ = false;
+    bool rootSeen_ = false;
+    bool started_ = false;
+
+    // Line breaks before lineMark_.
+    long long lines_ = 0;
+    const uchar* lineMark_ = nullptr;
+
+    // The open elements: their names one after the other, roles, and whether
+    // each has had its first Tag and Proof_State.
+    std::string open_;
+    struct level_t {
+        std::size_t nameStart;
+        role_t role;
+        bool seenTag = false, seenProofState = false;
+    };
+    std::vector<level_t> levels_;
+
+    // The attributes that the events carry, of the tag being scanned.
+    std::string status_, name_, proofState_;
+    bool hasStatus_ = false, hasName_ = false, hasProofState_ = false;
+    std::string tagText_;
+};
+
+bool Scanner::refill(const uchar* keep) {
+    const std::size_t kept = static_cast<std::size_t>(end_ - keep);
+    if (lineMark_)
+        for (const uchar* q = lineMark_; q < keep; ++q)
+            lines_ += *q == '\n';
+    // A construct that fills the buffer needs a larger one.
+    if (kept == capacity_ && started_)
+        capacity_ *= 2;
+    std::vector<uchar> next(capacity_ + SENTINEL);
+    std::memcpy(next.data(), keep, kept);
+    std::size_t size = kept;
+    while (size < capacity_ && !eof_) {
+        const qint64 got = file_.read(reinterpret_cast<char*>(next.data() + size),
+                                      static_cast<qint64>(capacity_ - size));
+        if (got < 0)
+            return false;
+        if (got == 0)
+            eof_ = true;
+        size += static_cast<std::size_t>(got);
+    }
+    buffer_.swap(next);
+    started_ = true;
+    p_ = lineMark_ = buffer_.data();
+    end_ = p_ + size;
+    return true;
+}
+
+bool Scanner::run() {
+    if (!refill(p_))
+        return false;
+    for (;;) {
+        const step_t step = declaration();
+        if (step == step_t::done)
+            break;
+        if (step == step_t::refused || !refill(p_))
+            return false;
+    }
+    for (;;) {
+        if (p_ == end_) {
+            if (eof_)
+                return rootSeen_ && levels_.empty();
+            if (!refill(p_))
+                return false;
+            continue;
+        }
+        const uchar* start = p_;
+        const step_t step = construct();
+        if (step == step_t::refused)
+            return false;
+        if (step == step_t::more) {
+            p_ = start;
+            if (!refill(start))
+                return false;
+        }
+    }
+}
+
+step_t Scanner::construct() {
+    if (*p_ == '<') {
+        switch (p_[1]) {
+        case '/':
+            return endTag();
+        case '!':
+            return comment();
+        case '?':
+            return step_t::refused; // a processing instruction or a misplaced declaration
+        case 0:
+            return fail(p_);
+        default:
+            return startTag();
+        }
+    }
+    if (!levels_.empty())
+        return text();
+    // Outside the document element only blanks.
+    while (tables.blank[*p_] || (*p_ == '\r' && p_[1] == '\n'))
+        ++p_;
+    return p_ == end_ || *p_ == '<' ? step_t::done : fail(p_);
+}
+
+step_t Scanner::declaration() {
+    if (end_ - p_ < 5 && !eof_)
+        return step_t::more;
+    if (end_ - p_ < 5 || std::memcmp(p_, "<?xml", 5) != 0)
+        return step_t::done;
+    for (const char* form :
+         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
+          "<?xml version=\"1.0\" encoding=\"utf-8\"?>", "<?xml version=\"1.0\"?>"}) {
+        const std::size_t size = std::strlen(form);
+        if (p_ + size <= end_ && std::memcmp(p_, form, size) == 0) {
+            p_ += size;
+            return step_t::done;
+        }
+    }
+    return eof_ || end_ - p_ > 64 ? step_t::refused : step_t::more;
+}
+
+step_t Scanner::comment() {
+    if (std::memcmp(p_, "<!--", 4) != 0)
+        return fail(p_ + 2); // DOCTYPE, CDATA
+    const uchar* q = p_ + 4;
+    for (;;) {
+        const uchar c = *q;
+        if (c == '-') {
+            if (q[1] == '-')
+                break;
+            ++q;
+            continue;
+        }
+        const uchar kind = tables.text[c];
+        if (kind == PLAIN || kind == STOP || kind == AMP || kind == BRACKET) {
+            ++q;
+        } else if (kind == HIGH) {
+            const int n = utf8Length(q);
+            if (n == 0)
+                return fail(q);
+            q += n;
+        } else if (kind == CR && q[1] == '\n') {
+            ++q;
+        } else {
+            return fail(q); // a control character, or the end of the data
+        }
+    }
+    if (q[2] != '>')
+        return fail(q);
+    p_ = q + 3;
+    return step_t::done;
+}
+
+bool Scanner::name(const uchar*& begin, std::size_t& size) {
+    begin = p_;
+    if (!tables.nameStart[*p_])
+        return false;
+    ++p_;
+    while (tables.name[*p_])
+        ++p_;
+    size = static_cast<std::size_t>(p_ - begin);
+    // Names starting with "xml" are reserved and treated apart by the parser.
+    return size <= MAX_NAME && !(size >= 3 && (begin[0] | 0x20) == 'x' &&
+                                 (begin[1] | 0x20) == 'm' && (begin[2] | 0x20) == 'l');
+}
+
+step_t Scanner::attributeValue(std::string* out) {
+    const uchar quote = *p_++;
+    if (out)
+        out->clear();
+    for (;;) {
+        const uchar* run = p_;
+        while (tables.value[*p_] == PLAIN)
+            ++p_;
+        if (out)
+            out->append(reinterpret_cast<const char*>(run), static_cast<std::size_t>(p_ - run));
+        const uchar c = *p_;
+        switch (tables.value[c]) {
+        case STOP:
+            ++p_;
+            if (c == quote)
+                return step_t::done;
+            if (out)
+                out->push_back(static_cast<char>(c));
+            break;
+        case AMP: {
+            char decoded;
+            const int n = entity(p_, decoded);
+            if (n == 0)
+                return fail(p_);
+            if (out)
+                out->push_back(decoded);
+            p_ += n;
+            break;
+        }
+        case HIGH: {
+            const int n = utf8Length(p_);
+            if (n == 0)
+                return fail(p_);
+            if (out)
+                out->append(reinterpret_cast<const char*>(p_), static_cast<std::size_t>(n));
+            p_ += n;
+            break;
+        }
+        default:
+            return fail(p_); // '<', a control character, the end of the data
+        }
+    }
+}
+
+step_t Scanner::startTag() {
+    ++p_;
+    const uchar* tag;
+    std::size_t size;
+    if (!name(tag, size))
+        return fail(p_);
+    if (levels_.empty() && rootSeen_)
+        return step_t::refused; // a second document element
+    // The parent's marks change only once the tag is read whole: a tag cut by
+    // the end of the buffer is read again.
+    level_t* parent = levels_.empty() ? nullptr : &levels_.back();
+    bool seenTag = parent && parent->seenTag, seenProofState = parent && parent->seenProofState;
+    const role_t role = childRole(
+        parent ? parent->role : role_t::none, [&](QString const& n) { return same(tag, size, n); },
+        seenTag, seenProofState);
+
+    hasStatus_ = hasName_ = hasProofState_ = false;
+    std::array<std::pair<const uchar*, std::size_t>, MAX_ATTRIBUTES> seen;
+    int nbSeen = 0;
+    for (;;) {
+        const uchar* before = p_;
+        while (tables.blank[*p_] || (*p_ == '\r' && p_[1] == '\n'))
+            ++p_;
+        if (*p_ == '>' || (*p_ == '/' && p_[1] == '>')) {
+            const bool empty = *p_ == '/';
+            p_ += empty ? 2 : 1;
+            // An unknown status is left to the parser, which stops where it stands.
+            const bool hasResult =
+                role == role_t::goal || role == role_t::mechanism || role == role_t::driver;
+            if (levels_.size() == MAX_DEPTH || (hasResult && hasStatus_ && !statusOfUtf8(status_)))
+                return step_t::refused;
+            if (parent) {
+                parent->seenTag = seenTag;
+                parent->seenProofState = seenProofState;
+            }
+            rootSeen_ = true;
+            report(role);
+            if (!empty) {
+                levels_.push_back({open_.size(), role});
+                open_.append(reinterpret_cast<const char*>(tag), size);
+            }
+            return step_t::done;
+        }
+        if (p_ == before)
+            return fail(p_); // no blank before the attribute
+        const uchar* attribute;
+        std::size_t length;
+        if (!name(attribute, length) || nbSeen == MAX_ATTRIBUTES)
+            return fail(p_);
+        for (int i = 0; i < nbSeen; ++i)
+            if (seen[i].second == length && std::memcmp(seen[i].first, attribute, length) == 0)
+                return step_t::refused; // the DOM keeps the last of the two
+        seen[nbSeen++] = {attribute, length};
+        while (tables.blank[*p_])
+            ++p_;
+        if (*p_ != '=')
+            return fail(p_);
+        ++p_;
+        while (tables.blank[*p_])
+            ++p_;
+        if (*p_ != '"' && *p_ != '\'')
+            return fail(p_);
+        std::string* out = nullptr;
+        if (role == role_t::goal || role == role_t::mechanism || role == role_t::driver) {
+            if (same(attribute, length, ATTR_STATUS)) {
+                out = &status_;
+                hasStatus_ = true;
+            } else if (role != role_t::goal && same(attribute, length, ATTR_NAME)) {
+                out = &name_;
+                hasName_ = true;
+            }
+        } else if (role == role_t::proof_state && same(attribute, length, ATTR_PROOF_STATE)) {
+            out = &proofState_;
+            hasProofState_ = true;
+        }
+        const step_t value = attributeValue(out);
+        if (value != step_t::done)
+            return value;
+    }
+}
+
+long long Scanner::line() {
+    for (; lineMark_ < p_; ++lineMark_)
+        lines_ += *lineMark_ == '\n';
+    return lines_ + 1;
+}
+
+void Scanner::report(role_t role) {
+    const auto given = [](bool has, std::string const& value) -> attr_t {
+        return has ? attr_t(value) : std::nullopt;
+    };
+    switch (role) {
+    case role_t::obligation:
+        events_.obligation(line());
+        break;
+    case role_t::goal:
+        events_.goal(line(), given(hasStatus_, status_));
+        break;
+    case role_t::proof_state:
+        events_.proofState(given(hasProofState_, proofState_));
+        break;
+    case role_t::mechanism:
+        events_.mechanism(line(), given(hasName_, name_), given(hasStatus_, status_));
+        break;
+    case role_t::driver:
+        events_.driver(line(), given(hasName_, name_), given(hasStatus_, status_));
+        break;
+    default:
+        break;
+    }
+}
+
+step_t Scanner::endTag() {
+    p_ += 2;
+    const uchar* tag;
+    std::size_t size;
+    if (levels_.empty())
+        return step_t::refused;
+    const std::size_t start = levels_.back().nameStart;
+    if (!name(tag, size) || open_.size() - start != size ||
+        std::memcmp(open_.data() + start, tag, size) != 0)
+        return fail(p_);
+    while (tables.blank[*p_] || (*p_ == '\r' && p_[1] == '\n'))
+        ++p_;
+    if (*p_ != '>')
+        return fail(p_);
+    ++p_;
+    open_.resize(start);
+    levels_.pop_back();
+    return step_t::done;
+}
+
+// A run of text up to the next tag. Inside the first Tag of an obligation it
+// is part of the obligation's name: the parser reports it unless it is blank
+// only, and takes CRs and non-ASCII characters in ways best left to it.
+step_t Scanner::text() {
+    std::string* chunk = levels_.back().role == role_t::tag ? &tagText_ : nullptr;
+    if (chunk)
+        chunk->clear();
+    bool blankOnly = true;
+    const uchar* q = p_;
+    for (;;) {
+        const uchar* run = q;
+        while (tables.text[*q] == PLAIN)
+            ++q;
+        if (chunk) {
+            for (const uchar* r = run; r < q; ++r)
+                blankOnly = blankOnly && tables.blank[*r];
+            chunk->append(reinterpret_cast<const char*>(run), static_cast<std::size_t>(q - run));
+        }
+        switch (tables.text[*q]) {
+        case STOP:
+            if (chunk && !blankOnly)
+                events_.tagText(*chunk);
+            p_ = q;
+            return step_t::done;
+        case AMP: {
+            char decoded;
+            const int n = entity(q, decoded);
+            if (n == 0)
+                return fail(q);
+            if (chunk) {
+                chunk->push_back(decoded);
+                blankOnly = false;
+            }
+            q += n;
+            break;
+        }
+        case BRACKET:
+            if (q + 3 > end_ && !eof_)
+                return step_t::more;
+            if (q[1] == ']' && q[2] == '>')
+                return step_t::refused; // not well-formed in text
+            if (chunk) {
+                chunk->push_back(']');
+                blankOnly = false;
+            }
+            ++q;
+            break;
+        case HIGH: {
+            const int n = chunk ? 0 : utf8Length(q);
+            if (n == 0)
+                return fail(q);
+            q += n;
+            break;
+        }
+        case CR:
+            if (chunk || q[1] != '\n')
+                return fail(q);
+            ++q;
+            break;
+        default:
+            return fail(q); // a control character, or the end of the data
+        }
+    }
+}
+
+} // namespace
+
+bool scanEvents(QFile& file, goal_events_t& events, std::size_t buffer) {
+    Scanner scanner(file, events, buffer);
+    return scanner.run();
+}
+
+} // namespace pos
