@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Benchmark: prooftally (on all cores and on one), the strict scanner and the
-# streaming reader alone, against xmllint --stream and, with EXTRA=1, the DOM
+# DOM reader's parser alone, against xmllint --stream and, with EXTRA=1, the DOM
 # reference and xmlstarlet, on generated projects. Not part of CI.
 #
 #   bench/run.sh [SCRATCH_DIR]      (default: /tmp/prooftally-bench)
@@ -86,8 +86,8 @@ bench_set() { # DIR PROJECT
         cmds+=("$prooftally -b $dir -p $project" "taskset -c 0 $prooftally -b $dir -p $project"
             "$prooftally -b $dir -p $project -C")
     fi
-    names+=("scanner, else stream (pos_count)" "streaming forced (--stream)")
-    cmds+=("$pos_count ${files[*]}" "$pos_count --stream ${files[*]}")
+    names+=("scanner, else parser (pos_count)" "DOM parser forced (--parse)")
+    cmds+=("$pos_count ${files[*]}" "$pos_count --parse ${files[*]}")
     if [ -n "${EXTRA:-}" ]; then
         names+=("DOM reference (pos_count --dom)" "xmlstarlet count(//Simple_Goal)")
         cmds+=("$pos_count --dom ${files[*]}" "xmlstarlet sel -t -v count(//Simple_Goal) -n ${files[*]}")
@@ -157,7 +157,7 @@ if command -v valgrind >/dev/null && [ -z "${NO_CALLGRIND:-}" ]; then
         valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" 2>&1 >/dev/null |
             awk -v b="$b10" '/Collected/ {printf "%.1f", $NF / b}'
     }
-    printf '\ninstructions per byte on %s (%d bytes): scanner %s, streaming forced %s, xmllint --stream %s\n' \
-        "$f10" "$b10" "$(ipb "$pos_count" "$f10")" "$(ipb "$pos_count" --stream "$f10")" \
+    printf '\ninstructions per byte on %s (%d bytes): scanner %s, DOM parser forced %s, xmllint --stream %s\n' \
+        "$f10" "$b10" "$(ipb "$pos_count" "$f10")" "$(ipb "$pos_count" --parse "$f10")" \
         "$(ipb xmllint --stream --noout "$f10")"
 fi
