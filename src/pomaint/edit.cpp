@@ -67,12 +67,26 @@ int run_unprove(std::vector<std::string> const& files, bool dry_run) {
 
 int run_remove_mechanism(std::vector<std::string> const& files, std::string const& name,
                          bool dry_run) {
-    return edit_files(files, dry_run, [&name](std::string const& path, QDomDocument& doc) {
-        bool removed = false;
-        if (!pos::removeMechanism(doc, name, removed)) {
-            std::fprintf(stderr, "pomaint: %s: a mechanism could not be removed\n", path.c_str());
-            return edit_t::failed;
-        }
-        return removed ? edit_t::changed : edit_t::unchanged;
-    });
+    bool found = false, examined = false;
+    int status = edit_files(
+        files, dry_run, [&name, &found, &examined](std::string const& path, QDomDocument& doc) {
+            bool removed = false;
+            if (!pos::removeMechanism(doc, name, removed)) {
+                std::fprintf(stderr, "pomaint: %s: a mechanism could not be removed\n",
+                             path.c_str());
+                return edit_t::failed;
+            }
+            found = found || removed;
+            examined = true;
+            return removed ? edit_t::changed : edit_t::unchanged;
+        });
+    // A misspelt name must not pass for a file that has nothing to remove;
+    // when no file could be read, there is nothing to say about the name.
+    if (examined && !found) {
+        std::fprintf(stderr, "pomaint: no mechanism named \"%s\" in the selected files\n",
+                     name.c_str());
+        if (status == 0)
+            status = EXIT_INCONSISTENT;
+    }
+    return status;
 }
