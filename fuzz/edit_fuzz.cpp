@@ -83,8 +83,7 @@ bool check(std::string input, edit_request_t const& request) {
         if (request.op == edit_op_t::unprove)
             pos::unprove(expected);
         else
-            require(pos::removeMechanism(expected, request.mechanism, removed),
-                    "a removal failed");
+            require(pos::removeMechanism(expected, request.mechanism, removed), "a removal failed");
     } catch (std::out_of_range const&) {
         require(false, "the editor took a document on which the operation raises");
     }

@@ -168,6 +168,7 @@ private:
     std::uint64_t held = 0;
     bool atEnd = false;
     bool changed = false;
+    char docQuote = 0; // the first quote the file uses, for an added attribute
 
     std::uint64_t abs() const { return base + pos; }
 
@@ -386,6 +387,8 @@ private:
         const int q = next();
         if (q != '"' && q != '\'')
             refuse();
+        if (!docQuote)
+            docQuote = static_cast<char>(q);
         std::string v;
         for (int c = next(); c != q; c = next()) {
             if (!nameChar(c))
@@ -443,6 +446,8 @@ private:
             const int q = next();
             if (q != '"' && q != '\'')
                 refuse();
+            if (!docQuote)
+                docQuote = static_cast<char>(q);
             if (tag.attrs.empty())
                 tag.quote = static_cast<char>(q);
             a.begin = abs();
@@ -500,6 +505,8 @@ private:
         if (depth > MAX_DEPTH)
             refuse();
         tag_t tag = startTag();
+        if (tag.attrs.empty() && docQuote)
+            tag.quote = docQuote;
         role_t role = role_t::other;
         switch (parent) {
         case role_t::document:
