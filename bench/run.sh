@@ -35,6 +35,7 @@ fi
 cmake -S "$repo" -B "$build" -DCMAKE_BUILD_TYPE=Release -DPROOFTALLY_BENCH=ON >/dev/null
 targets=(pos_count)
 [ -f "$repo/src/prooftally/main.cpp" ] && targets+=(prooftally)
+[ -f "$repo/src/pomaint/main.cpp" ] && targets+=(pomaint)
 cmake --build "$build" -j2 --target "${targets[@]}" >/dev/null
 prooftally=$build/src/prooftally/prooftally
 pos_count=$build/bench/pos_count
@@ -121,6 +122,29 @@ echo "ratio: each tool's median time over xmllint --stream's, measured in the sa
 for set in ${SETS-small:small medium:medium medium2x:medium2x file100:big file200:big}; do
     bench_set "$scratch/${set%%:*}" "${set##*:}"
 done
+
+# pomaint's dry runs on one 54 MB PO file: the byte-wise edit, and the DOM
+# rewrite it replaced, on the same file with a CDATA section (which the
+# byte-wise editor leaves to the DOM rewrite). NO_POMAINT=1 skips it.
+pomaint=$build/src/pomaint/pomaint
+if [ -x "$pomaint" ] && [ -z "${NO_POMAINT:-}" ]; then
+    single "$scratch/file54" big 54 7
+    f54=$scratch/file54/big.pos
+    dom54=$scratch/file54/cdata.pos.in
+    [ -f "$dom54" ] || sed '2s|$|<![CDATA[ ]]>|' "$f54" >"$dom54"
+    tmp=$(mktemp -d)
+    for ((r = 0; r < RUNS; r++)); do
+        timed "$pomaint" -n unprove "$f54" >>"$tmp/unprove"
+        timed "$pomaint" -n remove-mechanism PP "$f54" >>"$tmp/remove"
+        timed "$pomaint" -n unprove "$dom54" >>"$tmp/dom"
+    done
+    pm() { cut -d' ' -f1 "$tmp/$1" | median; }
+    pk() { echo "$(cut -d' ' -f2 "$tmp/$1" | sort -g | tail -1) / 1024" | bc -l; }
+    printf '\npomaint -n, %.1f MB PO file, median of %d: unprove %.3f s (peak %.1f MB), remove-mechanism %.3f s (peak %.1f MB); DOM rewrite unprove %.3f s (peak %.1f MB), %.1f times the byte-wise time\n' \
+        "$(echo "$(wc -c <"$f54") / 1000000" | bc -l)" "$RUNS" "$(pm unprove)" "$(pk unprove)" \
+        "$(pm remove)" "$(pk remove)" "$(pm dom)" "$(pk dom)" "$(echo "$(pm dom) / $(pm unprove)" | bc -l)"
+    rm -rf "$tmp"
+fi
 
 [ -n "${NO_LINEAR:-}" ] || {
 # Linearity: the base tool on data of one size and on twice that, run after

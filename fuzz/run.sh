@@ -13,7 +13,7 @@ shift
 cd "$(dirname "$0")/.."
 source=$PWD
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(differential load dbfile maintenance)
+[ ${#targets[@]} -gt 0 ] || targets=(differential load dbfile maintenance edit)
 work=${FUZZ_WORK:-/tmp/prooftally-fuzz}
 build=$work/build
 
@@ -39,7 +39,7 @@ run() { # target
     case $t in
     dbfile) seed "$t" -name '*.db'; cp fuzz/db.dict "$dict" ;;
     load) seed "$t" -name '*.db' -o -name '*.pos'; cat fuzz/po.dict fuzz/db.dict >"$dict" ;;
-    maintenance) seed "$t" -name '*.pos'; cat fuzz/po.dict fuzz/maintenance.dict >"$dict" ;;
+    maintenance | edit) seed "$t" -name '*.pos'; cat fuzz/po.dict fuzz/maintenance.dict >"$dict" ;;
     *) seed "$t" -name '*.pos'; cp fuzz/po.dict "$dict" ;;
     esac
     cp fuzz/corpus/"$t"/* "$work/$t/seeds/"

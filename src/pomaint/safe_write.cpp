@@ -1,46 +1,116 @@
 #include "pomaint/safe_write.h"
 
-#include <QSaveFile>
-
 #include <fcntl.h>
-
-#include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
-bool replace_file(std::string const& path, QByteArray const& content, std::string& error) {
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+std::string directoryOf(std::string const& path) {
+    const std::string::size_type slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+} // namespace
+
+replacement_t::replacement_t(std::string path_, std::string temp_, struct stat const& original_,
+                             std::FILE* out_)
+    : path(std::move(path_)), temp(std::move(temp_)), original(original_), out(out_) {}
+
+replacement_t::~replacement_t() {
+    if (out)
+        std::fclose(out);
+    if (!committed)
+        ::unlink(temp.c_str());
+}
+
+std::unique_ptr<replacement_t> replacement_t::begin(std::string const& path, std::string& error) {
     struct stat status;
     if (::lstat(path.c_str(), &status) != 0) {
         error = std::strerror(errno);
-        return false;
+        return nullptr;
     }
     if (S_ISLNK(status.st_mode)) {
         error = "a symbolic link; edit the file it points to";
-        return false;
+        return nullptr;
     }
     // The rename would succeed over a read-only file in a writable directory;
     // the file's own permission is the owner's intent and is honoured.
     if (::access(path.c_str(), W_OK) != 0) {
         error = std::strerror(errno);
-        return false;
+        return nullptr;
     }
-    QSaveFile file(QString::fromStdString(path));
-    // Never fall back to writing the file in place.
-    file.setDirectWriteFallback(false);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() ||
-        !file.commit()) {
-        error = file.errorString().toStdString();
-        file.cancelWriting();
-        return false;
-    }
-    // The rename itself reaches the disk with the directory.
     const std::string::size_type slash = path.rfind('/');
-    const std::string dir = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0) {
-        ::fsync(fd);
+    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+    std::string temp = directoryOf(path) + "." + base + ".XXXXXX";
+    std::vector<char> name(temp.begin(), temp.end());
+    name.push_back('\0');
+    const int fd = ::mkostemp(name.data(), O_CLOEXEC);
+    if (fd < 0) {
+        error = std::strerror(errno);
+        return nullptr;
+    }
+    temp = name.data();
+    std::FILE* out = ::fdopen(fd, "wb");
+    if (!out) {
+        error = std::strerror(errno);
         ::close(fd);
+        ::unlink(temp.c_str());
+        return nullptr;
+    }
+    return std::unique_ptr<replacement_t>(new replacement_t(path, temp, status, out));
+}
+
+bool replacement_t::commit(std::string& error) {
+    const int fd = ::fileno(out);
+    bool ok = std::fflush(out) == 0 && !std::ferror(out);
+    if (ok) {
+        // Owner first: changing it clears the set-user and set-group bits
+        // that the mode then restores. Only root may give the file away;
+        // others may still keep its group when they belong to it.
+        if (::fchown(fd, original.st_uid, original.st_gid) != 0 &&
+            ::fchown(fd, static_cast<uid_t>(-1), original.st_gid) != 0) {
+            // The user's own uid and gid then: nothing else is allowed.
+        }
+        ok = ::fchmod(fd, original.st_mode & 07777) == 0 && ::fdatasync(fd) == 0;
+    }
+    if (!ok)
+        error = std::strerror(errno);
+    const bool closed = std::fclose(out) == 0;
+    out = nullptr;
+    if (ok && !closed) {
+        error = std::strerror(errno);
+        ok = false;
+    }
+    if (ok && ::rename(temp.c_str(), path.c_str()) != 0) {
+        error = std::strerror(errno);
+        ok = false;
+    }
+    if (!ok)
+        return false;
+    committed = true;
+    // The rename itself reaches the disk with the directory.
+    const int dir = ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dir >= 0) {
+        ::fsync(dir);
+        ::close(dir);
     }
     return true;
+}
+
+bool replace_file(std::string const& path, QByteArray const& content, std::string& error) {
+    auto replacement = replacement_t::begin(path, error);
+    if (!replacement)
+        return false;
+    if (std::fwrite(content.constData(), 1, static_cast<std::size_t>(content.size()),
+                    replacement->stream()) != static_cast<std::size_t>(content.size())) {
+        error = std::strerror(errno);
+        return false;
+    }
+    return replacement->commit(error);
 }

@@ -5,13 +5,42 @@
 
 #include <QByteArray>
 
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <memory>
 #include <string>
 
-// Writes `content` to a temporary file in the directory of `path`, flushes it
-// to disk and renames it over `path`, keeping the file's permission bits.
-// A file the process may not write is refused, as is a symbolic link (the
-// rename would replace the link, not its target). On failure the original is
-// untouched, the temporary file removed, and `error` tells why.
+// The new content of one file, written to a temporary file beside it. Until
+// commit() succeeds the original is untouched; dropping the object unlinks the
+// temporary file.
+class replacement_t {
+public:
+    // Null, with `error` set, when the file may not be replaced: it cannot be
+    // found, is a symbolic link (the rename would replace the link, not its
+    // target), the process may not write it, or no temporary file can be made.
+    static std::unique_ptr<replacement_t> begin(std::string const& path, std::string& error);
+    ~replacement_t();
+    replacement_t(replacement_t const&) = delete;
+    replacement_t& operator=(replacement_t const&) = delete;
+
+    std::FILE* stream() const { return out; }
+
+    // Gives the new file the old one's mode bits exactly and, where the user
+    // may set them, its owner and group; flushes it to disk (fdatasync),
+    // renames it over the original and syncs the directory.
+    bool commit(std::string& error);
+
+private:
+    replacement_t(std::string path, std::string temp, struct stat const& original, std::FILE* out);
+    std::string path;
+    std::string temp;
+    struct stat original;
+    std::FILE* out;
+    bool committed = false;
+};
+
+// replacement_t for a content held in memory.
 bool replace_file(std::string const& path, QByteArray const& content, std::string& error);
 
 #endif

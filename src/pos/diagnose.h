@@ -7,10 +7,12 @@
 
 #include <QDomDocument>
 
+#include <cstdint>
 #include <cstdio>
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace pos {
 
@@ -34,9 +36,11 @@ struct inconsistent_goal_t {
     status_t expected; // what its proof state, iapa verdict and mechanisms call for
 };
 
-// The first goal that checkPosInvariant would refuse, with both statuses.
-// Throws std::out_of_range ("map::at") as checkPosInvariant does.
-std::optional<inconsistent_goal_t> findInconsistentGoal(QDomDocument const& doc);
+// The goals that checkPosInvariant would refuse, in document order, with both
+// statuses; the walk stops after `limit` of them. Throws std::out_of_range
+// ("map::at") as checkPosInvariant does, for the goals it reaches.
+std::vector<inconsistent_goal_t> findInconsistentGoals(QDomDocument const& doc,
+                                                       std::size_t limit = SIZE_MAX);
 
 // The goal as XML, as checkPosInvariant writes it.
 void writeGoal(QDomElement const& goal, std::FILE* out);

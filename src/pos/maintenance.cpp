@@ -73,15 +73,16 @@ template <typename Visit> bool forEachGoal(QDomDocument const& doc, Visit visit)
 
 } // namespace
 
-std::optional<inconsistent_goal_t> findInconsistentGoal(QDomDocument const& doc) {
-    std::optional<inconsistent_goal_t> found;
-    forEachGoal(doc, [&found](QDomElement const& goal) {
+std::vector<inconsistent_goal_t> findInconsistentGoals(QDomDocument const& doc, std::size_t limit) {
+    std::vector<inconsistent_goal_t> found;
+    if (limit == 0)
+        return found;
+    forEachGoal(doc, [&found, limit](QDomElement const& goal) {
         const status_t expected = expectedStatus(goal);
         const status_t recorded = recordedStatus(goal);
-        if (recorded == expected)
-            return true;
-        found = inconsistent_goal_t{goal, recorded, expected};
-        return false;
+        if (recorded != expected)
+            found.push_back(inconsistent_goal_t{goal, recorded, expected});
+        return found.size() < limit;
     });
     return found;
 }
@@ -93,10 +94,11 @@ void writeGoal(QDomElement const& goal, std::FILE* out) {
 }
 
 bool checkPosInvariant(QDomDocument const& doc) {
-    const auto inconsistent = findInconsistentGoal(doc);
-    if (inconsistent)
-        writeGoal(inconsistent->goal, stderr);
-    return !inconsistent;
+    // No goal after the first inconsistent one is examined.
+    const auto inconsistent = findInconsistentGoals(doc, 1);
+    if (!inconsistent.empty())
+        writeGoal(inconsistent.front().goal, stderr);
+    return inconsistent.empty();
 }
 
 bool getMechanisms(std::string const& path, std::list<std::string>& mechanismNames) {
