@@ -59,7 +59,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const pos::load_t result = pos::loadDocument(path, hardened, &error);
 
     if (error.message.startsWith(QLatin1String("an entity expands"))) {
-        require(bytes.contains("ENTITY"), "an entity cut without an entity declaration");
+        // UTF-16 too: the declaration with its zero bytes dropped.
+        require(QByteArray(bytes).replace(char(0), QByteArray()).contains("ENTITY"),
+                "an entity cut without an entity declaration");
         return 0;
     }
     QDomDocument plain;

@@ -128,7 +128,7 @@ void event_log_t::endGoal() {
 }
 
 void event_log_t::obligation(long long line) {
-    text();
+    endObligation();
     header_ = "obligation " + std::to_string(line);
     inObligation_ = true;
 }
@@ -149,13 +149,17 @@ void event_log_t::driver(long long line, pos::attr_t name, pos::attr_t status) {
 }
 
 std::string event_log_t::text() {
+    endObligation();
+    return log_;
+}
+
+void event_log_t::endObligation() {
     endGoal();
     if (inObligation_)
         log_ += header_ + " tag " + quoted(tag_) + "\n" + body_;
     inObligation_ = false;
     body_.clear();
     tag_.clear();
-    return log_;
 }
 
 namespace {

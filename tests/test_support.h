@@ -65,6 +65,7 @@ public:
 private:
     static std::string quoted(pos::attr_t value);
     void endGoal();
+    void endObligation();
     std::string log_, header_, body_, goal_, results_, tag_;
     bool inObligation_ = false;
 };
