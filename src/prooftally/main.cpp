@@ -158,6 +158,6 @@ int main(int argc, char* argv[]) {
         cout_report(format, collected.components, total);
     // Both gates report all they find before the run fails.
     bool const gate_failed = failed_on(fail_on, collected);
-    bool const baseline_failed = since && regressed(baseline, collected);
+    bool const baseline_failed = since && regressed(regressions(baseline, collected));
     return gate_failed || baseline_failed ? 3 : 0;
 }
