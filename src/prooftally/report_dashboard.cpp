@@ -278,8 +278,9 @@ void write_components(std::ostream& out, collection_t const& collected,
     for (auto const& component : collected.components)
         largest = std::max(largest, component.second->nb_po);
     out << "<section id=\"components\">\n<h2>Components</h2>\n<p class=\"note\">In the order of "
-           "the project database. Each bar is drawn to scale: the largest component has "
-        << largest << " goals.</p>\n<table id=\"comp\">\n<thead><tr><th class=\"name\">Component"
+           "the project database. Bars are drawn to scale: the full width stands "
+           "for the goals of the largest component ("
+        << largest << ").</p>\n<table id=\"comp\">\n<thead><tr><th class=\"name\">Component"
         << "</th><th class=\"g\">Goals</th>" << GOAL_COLUMNS << "</tr></thead>\n<tbody>\n";
     auto state = collected.reads.begin();
     for (auto const& [name, m] : collected.components) {
