@@ -37,7 +37,7 @@ code{overflow-wrap:anywhere}
 .facts li{padding:.1rem .5rem;border:1px solid var(--line);border-radius:3px}
 .facts .warn,.mark{border:2px solid var(--dis);font-weight:bold}
 .facts a{color:inherit}
-.mark{display:inline-block;margin-left:.4em;padding:0 .3em;border-radius:3px;font-size:.8rem;background:#fff3e0}
+.mark{display:inline-block;white-space:nowrap;margin-left:.4em;padding:0 .3em;border-radius:3px;font-size:.8rem;background:#fff3e0}
 .none{color:var(--mute);font-style:italic;font-size:.85rem}
 table{border-collapse:collapse;width:100%}
 th,td{padding:.25rem .4rem;border-bottom:1px solid var(--line);text-align:right;vertical-align:middle}
