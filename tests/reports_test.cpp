@@ -1,4 +1,5 @@
 #include "prooftally/collect.h"
+#include "prooftally/report_dashboard.h"
 #include "prooftally/reports.h"
 
 #include <gtest/gtest.h>
@@ -89,4 +90,21 @@ TEST(Reports, CenteredText) {
         EXPECT_EQ(captured([&] { cout_centered(c.width, c.text, ' '); }), c.expected)
             << c.width << " '" << c.text << "'";
     EXPECT_EQ(captured([] { cout_centered(7, "ab", '.'); }), "..ab...");
+}
+
+// Names reach the dashboard as text whatever bytes they hold.
+TEST(Reports, DashboardText) {
+    const struct {
+        const char* bytes;
+        const char* html;
+    } cases[] = {
+        {"<script>alert(1)</script>", "&lt;script&gt;alert(1)&lt;/script&gt;"},
+        {"say \"hi\" & 'bye'", "say &quot;hi&quot; &amp; &#39;bye&#39;"},
+        {"Zérø 𝔸", "Zérø 𝔸"},
+        {"tab\tsoh\x01 del\x7f", "tab\u2409soh\u2401 del\u2421"}, // control pictures
+        {"bad\xff utf8\xc3", "bad\ufffd utf8\ufffd"},
+        {"c1\xc2\x85 nonchar\xef\xb7\x90\xef\xbf\xbe", "c1\ufffd nonchar\ufffd\ufffd"},
+    };
+    for (auto const& c : cases)
+        EXPECT_EQ(html_text(c.bytes), c.html) << c.bytes;
 }

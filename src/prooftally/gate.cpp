@@ -101,44 +101,62 @@ bool failed_on(fail_on_t const& fail_on, collection_t const& collected) {
     return failed;
 }
 
-bool regressed(std::vector<baseline_component_t> const& baseline, collection_t const& collected) {
+std::vector<regression_t> regressions(std::vector<baseline_component_t> const& baseline,
+                                      collection_t const& collected) {
     // A name listed more than once is matched occurrence by occurrence.
     std::map<std::string, std::vector<std::pair<pos::metrics_t const*, pos::po_read_t>>> now;
     auto state = collected.reads.begin();
     for (auto const& [name, metrics] : collected.components)
         now[name].emplace_back(metrics.get(), *state++);
     std::map<std::string, std::size_t> seen;
-    bool failed = false;
+    std::vector<regression_t> found;
     for (auto const& old : baseline) {
+        regression_t lost{old.name, false, old.po_file_state, old.po_file_state, {}};
         std::size_t const occurrence = seen[old.name]++;
-        auto const found = now.find(old.name);
-        if (found == now.end() || occurrence >= found->second.size()) {
-            std::cerr << "prooftally: " << old.name << ": no longer in the project (was "
-                      << old.proved << " proved)\n";
-            failed = true;
+        auto const listed = now.find(old.name);
+        if (listed == now.end() || occurrence >= listed->second.size()) {
+            lost.gone = true;
+            lost.deltas.push_back({"proved", old.proved, 0});
+            found.push_back(std::move(lost));
             continue;
         }
-        auto const& [metrics, read] = found->second[occurrence];
-        std::string changes;
-        auto compare = [&changes](char const* what, long long before, long long after, bool worse) {
-            if (worse)
-                changes += (changes.empty() ? "" : ", ") + std::string(what) + ' ' +
-                           std::to_string(before) + " -> " + std::to_string(after);
-        };
+        auto const& [metrics, read] = listed->second[occurrence];
         std::string const state_now = po_file_state_word(read);
-        if (state_now != "read" && state_now != old.po_file_state)
-            changes = "PO file " + old.po_file_state + " -> " + state_now;
-        compare("proved", old.proved, metrics->nb_proved, metrics->nb_proved < old.proved);
-        compare("unproved", old.unproved, metrics->nb_unproved,
-                metrics->nb_unproved > old.unproved);
-        compare("unreliable", old.unreliable, metrics->nb_unreliably_proved,
-                metrics->nb_unreliably_proved > old.unreliable);
-        compare("disproved", old.disproved, metrics->nb_disproved,
-                metrics->nb_disproved > old.disproved);
-        if (!changes.empty()) {
-            std::cerr << "prooftally: " << old.name << ": " << changes << '\n';
-            failed = true;
-        }
+        if (state_now != "read")
+            lost.po_file_after = state_now;
+        auto lose = [&lost](char const* counter, long long before, long long after, bool worse) {
+            if (worse)
+                lost.deltas.push_back({counter, before, after});
+        };
+        lose("proved", old.proved, metrics->nb_proved, metrics->nb_proved < old.proved);
+        lose("unproved", old.unproved, metrics->nb_unproved, metrics->nb_unproved > old.unproved);
+        lose("unreliable", old.unreliable, metrics->nb_unreliably_proved,
+             metrics->nb_unreliably_proved > old.unreliable);
+        lose("disproved", old.disproved, metrics->nb_disproved,
+             metrics->nb_disproved > old.disproved);
+        if (lost.po_file_after != lost.po_file_before || !lost.deltas.empty())
+            found.push_back(std::move(lost));
     }
-    return failed;
+    return found;
+}
+
+bool regressed(std::vector<regression_t> const& found) {
+    for (auto const& lost : found) {
+        std::cerr << "prooftally: " << lost.component << ": ";
+        if (lost.gone) {
+            std::cerr << "no longer in the project (was " << lost.deltas[0].before << " proved)\n";
+            continue;
+        }
+        char const* separator = "";
+        if (lost.po_file_after != lost.po_file_before) {
+            std::cerr << "PO file " << lost.po_file_before << " -> " << lost.po_file_after;
+            separator = ", ";
+        }
+        for (auto const& delta : lost.deltas) {
+            std::cerr << separator << delta.counter << ' ' << delta.before << " -> " << delta.after;
+            separator = ", ";
+        }
+        std::cerr << '\n';
+    }
+    return !found.empty();
 }

@@ -33,9 +33,30 @@ struct baseline_component_t {
 std::optional<std::vector<baseline_component_t>> load_baseline(std::string const& path,
                                                                std::string& error);
 
+// A counter that moved the wrong way since the baseline.
+struct delta_t {
+    char const* counter; // "proved", "unproved", "unreliable", "disproved"
+    long long before, after;
+};
+
+// A component that lost proofs since the baseline, in baseline order.
+struct regression_t {
+    std::string component;
+    bool gone = false; // no longer listed: `deltas` holds its proved count only
+    // How its PO file was read then and now; they differ only when the file
+    // became missing or malformed.
+    std::string po_file_before, po_file_after;
+    std::vector<delta_t> deltas;
+};
+
+// Compares the run with the baseline; components are matched by name, a
+// repeated name occurrence by occurrence.
+std::vector<regression_t> regressions(std::vector<baseline_component_t> const& baseline,
+                                      collection_t const& collected);
+
 // Each returns true, having named every offending component on standard error,
 // when the gate fails.
 bool failed_on(fail_on_t const& fail_on, collection_t const& collected);
-bool regressed(std::vector<baseline_component_t> const& baseline, collection_t const& collected);
+bool regressed(std::vector<regression_t> const& found);
 
 #endif

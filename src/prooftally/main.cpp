@@ -1,7 +1,9 @@
 // prooftally: counts the proof obligations of a project's components and
-// writes one report (text, HTML or CSV) to standard output.
+// writes one report (text, HTML, CSV, JSON or the dashboard page) to standard
+// output.
 #include "prooftally/collect.h"
 #include "prooftally/gate.h"
+#include "prooftally/report_dashboard.h"
 #include "prooftally/report_json.h"
 #include "prooftally/reports.h"
 
@@ -14,10 +16,10 @@
 
 namespace {
 
-enum class format_t { unset, text, html, csv, json };
+enum class format_t { unset, text, html, csv, json, dashboard };
 
 // Long options without a short letter.
-enum long_only_t { OPT_JSON = 256, OPT_FAIL_ON, OPT_SINCE };
+enum long_only_t { OPT_JSON = 256, OPT_FAIL_ON, OPT_SINCE, OPT_DASHBOARD };
 
 void cout_usage() {
     std::cout << "prooftally [-H | -C ] -b bdp -p project [-h]\n"
@@ -52,6 +54,7 @@ void cout_report(format_t format, component_list_t const& components, pos::metri
         cout_csv_metrics("TOTAL", total, total);
         break;
     case format_t::json:
+    case format_t::dashboard:
     case format_t::unset:
         break;
     }
@@ -69,6 +72,7 @@ int main(int argc, char* argv[]) {
         {"json", no_argument, nullptr, OPT_JSON},
         {"fail-on", required_argument, nullptr, OPT_FAIL_ON},
         {"since", required_argument, nullptr, OPT_SINCE},
+        {"dashboard", no_argument, nullptr, OPT_DASHBOARD},
         {nullptr, 0, nullptr, 0},
     };
 
@@ -88,6 +92,9 @@ int main(int argc, char* argv[]) {
             break;
         case OPT_JSON:
             format = format_t::json;
+            break;
+        case OPT_DASHBOARD:
+            format = format_t::dashboard;
             break;
         case OPT_FAIL_ON:
             if (auto const parsed = parse_fail_on(optarg)) {
@@ -149,12 +156,17 @@ int main(int argc, char* argv[]) {
     pos::metrics_t total;
     for (auto const& component : collected.components)
         add_to_total(total, *component.second);
+    // The dashboard shows what was lost before the gate names it.
+    std::vector<regression_t> const lost =
+        since ? regressions(baseline, collected) : std::vector<regression_t>();
     if (format == format_t::json)
         cout_json(json_report(bdp, project, collected, total));
+    else if (format == format_t::dashboard)
+        write_dashboard(std::cout, bdp, project, collected, total, since ? &lost : nullptr);
     else
         cout_report(format, collected.components, total);
     // Both gates report all they find before the run fails.
     bool const gate_failed = failed_on(fail_on, collected);
-    bool const baseline_failed = since && regressed(baseline, collected);
+    bool const baseline_failed = since && regressed(lost);
     return gate_failed || baseline_failed ? 3 : 0;
 }

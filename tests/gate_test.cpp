@@ -1,0 +1,61 @@
+#include "prooftally/gate.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace {
+
+std::string text(regression_t const& lost) {
+    std::ostringstream out;
+    out << lost.component << (lost.gone ? " gone" : "") << " [" << lost.po_file_before << ' '
+        << lost.po_file_after << ']';
+    for (auto const& delta : lost.deltas)
+        out << ' ' << delta.counter << ' ' << delta.before << '>' << delta.after;
+    return out.str();
+}
+
+} // namespace
+
+// What the dashboard shows of --since: records in baseline order, names
+// matched occurrence by occurrence, improvements and new components passing.
+TEST(Gate, RegressionRecords) {
+    collection_t now;
+    struct {
+        char const* name;
+        pos::metrics_t counts;
+        pos::po_read_t read;
+    } const components[] = {
+        {"A", {4, 1, 3, 0, 0, 0, 0, {}}, pos::po_read_t::read},
+        {"B", {2, 0, 2, 0, 0, 0, 0, {}}, pos::po_read_t::malformed},
+        {"A", {6, 0, 5, 1, 0, 0, 0, {}}, pos::po_read_t::read},
+        {"C", {}, pos::po_read_t::unopened},
+        {"New", {1, 1, 0, 0, 0, 0, 0, {}}, pos::po_read_t::read},
+    };
+    for (auto const& c : components) {
+        auto record = std::make_unique<pos::metrics_t>();
+        *record = {c.counts.nb_po,
+                   c.counts.nb_unproved,
+                   c.counts.nb_proved,
+                   c.counts.nb_unreliably_proved,
+                   0,
+                   0,
+                   0,
+                   {}};
+        now.components.emplace_back(c.name, std::move(record));
+        now.reads.push_back(c.read);
+    }
+    std::vector<baseline_component_t> const baseline = {
+        {"A", "read", 4, 0, 0, 0},    {"B", "read", 2, 0, 0, 0}, {"A", "read", 5, 1, 2, 0},
+        {"C", "missing", 0, 0, 0, 0}, {"D", "read", 1, 0, 0, 0}, {"A", "read", 1, 0, 0, 0},
+    };
+    std::vector<std::string> found;
+    for (auto const& lost : regressions(baseline, now))
+        found.push_back(text(lost));
+    EXPECT_EQ(found, (std::vector<std::string>{
+                         "A [read read] proved 4>3 unproved 0>1",
+                         "B [read malformed]",
+                         "D gone [read read] proved 1>0",
+                         "A gone [read read] proved 1>0",
+                     }));
+}

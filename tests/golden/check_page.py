@@ -1,0 +1,43 @@
+#!/usr/bin/env python3
+"""check_page.py PAGE...: each dashboard page parses as HTML5 without a
+single parse error and could not reach the network: no URL scheme, no
+attribute that loads or links anything but a fragment of the page itself, no
+CSS url() or @import leaving it. Debian's python3-html5lib must be installed.
+"""
+import re
+import sys
+
+import html5lib
+
+LOADING = {"src", "href", "action", "formaction", "srcset", "poster", "data", "xlink:href",
+           "background", "manifest", "ping"}
+
+
+def problems(path):
+    with open(path, "rb") as f:
+        raw = f.read()
+    try:
+        tree = html5lib.HTMLParser(strict=True, namespaceHTMLElements=False).parse(raw)
+    except html5lib.html5parser.ParseError as e:
+        yield "not valid HTML5: %s" % e
+        return
+    text = raw.decode("utf-8")
+    if re.search(r"[a-zA-Z][a-zA-Z0-9+.-]*://", text):
+        yield "a URL: %s" % re.search(r"\S*://\S*", text).group()
+    if re.search(r"@import|url\(\s*['\"]?(?!#)", text):
+        yield "CSS that loads a resource"
+    for element in tree.iter():
+        if element.tag in ("link", "iframe", "object", "embed", "base") or \
+                element.tag == "meta" and element.get("http-equiv"):
+            yield "<%s>" % element.tag
+        for name, value in element.attrib.items():
+            if name.lower() in LOADING and not value.startswith("#"):
+                yield '%s="%s" on <%s>' % (name, value, element.tag)
+
+
+failed = False
+for page in sys.argv[1:]:
+    for problem in problems(page):
+        print("%s: %s" % (page, problem))
+        failed = True
+sys.exit(1 if failed else 0)
