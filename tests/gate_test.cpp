@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include <sstream>
 
 namespace {
@@ -33,22 +35,27 @@ TEST(Gate, RegressionRecords) {
         {"New", {1, 1, 0, 0, 0, 0, 0, {}}, pos::po_read_t::read},
     };
     for (auto const& c : components) {
-        auto record = std::make_unique<pos::metrics_t>();
-        *record = {c.counts.nb_po,
-                   c.counts.nb_unproved,
-                   c.counts.nb_proved,
-                   c.counts.nb_unreliably_proved,
-                   0,
-                   0,
-                   0,
-                   {}};
-        now.components.emplace_back(c.name, std::move(record));
-        now.reads.push_back(c.read);
+        component_t& added = now.components.emplace_back();
+        added.name = c.name;
+        added.read = c.read;
+        added.metrics = {c.counts.nb_po,
+                         c.counts.nb_unproved,
+                         c.counts.nb_proved,
+                         c.counts.nb_unreliably_proved,
+                         0,
+                         0,
+                         0,
+                         {}};
     }
-    std::vector<baseline_component_t> const baseline = {
-        {"A", "read", 4, 0, 0, 0},    {"B", "read", 2, 0, 0, 0}, {"A", "read", 5, 1, 2, 0},
-        {"C", "missing", 0, 0, 0, 0}, {"D", "read", 1, 0, 0, 0}, {"A", "read", 1, 0, 0, 0},
-    };
+    baseline_t baseline;
+    for (auto const& [name, state, proved, unproved, unreliable] :
+         std::vector<std::tuple<char const*, char const*, int, int, int>>{{"A", "read", 4, 0, 0},
+                                                                          {"B", "read", 2, 0, 0},
+                                                                          {"A", "read", 5, 1, 2},
+                                                                          {"C", "missing", 0, 0, 0},
+                                                                          {"D", "read", 1, 0, 0},
+                                                                          {"A", "read", 1, 0, 0}})
+        baseline.components.push_back({name, {}, state, proved, unproved, unreliable, 0, {}});
     std::vector<std::string> found;
     for (auto const& lost : regressions(baseline, now))
         found.push_back(text(lost));

@@ -43,8 +43,8 @@ std::string database(std::vector<std::string> const& components) {
 // "name: describe(record)" per component.
 std::string collected(std::string const& bdp, std::string const& project) {
     std::string text;
-    for (auto const& [name, metrics] : collect_metrics(bdp, project).components)
-        text += name + ": " + describe(*metrics) + "\n";
+    for (component_t const& c : collect_metrics(bdp, project).components)
+        text += c.name + ": " + describe(c.metrics) + "\n";
     return text;
 }
 

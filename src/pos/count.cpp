@@ -3,24 +3,30 @@
 
 namespace pos {
 
-po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
+po_read_t countPoFile(std::string const& path, metrics_t& metrics,
+                      std::vector<goal_detail_t>* goals) {
     QFile file;
     if (!openRegularFile(QString::fromStdString(path), file))
         return po_read_t::unopened;
     // Most files take the scanner; any other is read again from the start.
     {
         metrics_t counted;
-        count_rule_t rule(counted);
+        std::vector<goal_detail_t> listed;
+        count_rule_t rule(counted, goals ? &listed : nullptr);
         if (scanEvents(file, rule)) {
             rule.finish();
             metrics = std::move(counted);
+            if (goals)
+                *goals = std::move(listed);
             return po_read_t::read;
         }
     }
     if (!file.seek(0))
         return po_read_t::unopened;
     metrics = metrics_t{};
-    count_rule_t rule(metrics);
+    if (goals)
+        goals->clear();
+    count_rule_t rule(metrics, goals);
     const po_read_t read = parseEvents(file, rule);
     rule.finish();
     return read;

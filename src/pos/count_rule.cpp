@@ -55,10 +55,28 @@ result_t& next(std::vector<result_t>& items, std::size_t& size) {
 
 void count_rule_t::obligation(long long) {
     flush();
+    endObligation();
+    ++obligation_;
+    number_ = 0;
+}
+
+void count_rule_t::tagText(std::string_view text) {
+    if (goals_)
+        tag_ += text;
+}
+
+void count_rule_t::endObligation() {
+    if (!goals_)
+        return;
+    for (std::size_t i = obligationStart_; i < goals_->size(); ++i)
+        (*goals_)[i].tag = tag_;
+    obligationStart_ = goals_->size();
+    tag_.clear();
 }
 
 void count_rule_t::goal(long long line, attr_t status) {
     flush();
+    ++number_;
     open_ = true;
     goalLine_ = line;
     status_ = status;
@@ -89,6 +107,7 @@ void count_rule_t::driver(long long line, attr_t name, attr_t status) {
 
 void count_rule_t::finish() {
     flush();
+    endObligation();
 }
 
 // A goal is counted as a walk of the document counts it: its status first,
@@ -109,14 +128,25 @@ void count_rule_t::flush() {
             ++metrics_.nb_ext;
             break;
         }
+    goal_detail_t* listed = nullptr;
+    if (goals_)
+        listed =
+            &goals_->emplace_back(goal_detail_t{{}, obligation_, number_, goalLine_, status, {}});
     std::size_t d = 0;
     for (std::size_t i = 0; i < nbMechanisms_; ++i) {
         result_t const& m = mechanisms_[i];
         mechanism_metrics_t& byName = entry(metrics_.mechanisms, m.name.text);
-        add(byName, checked(m.status, m.line));
+        const status_t result = checked(m.status, m.line);
+        add(byName, result);
+        if (listed)
+            listed->mechanisms.push_back({m.name.text, result, {}});
         for (; d < driversEnd_[i]; ++d) {
             driver_metrics_t& driver = entry(byName.drivers, drivers_[d].name.text);
-            add(driver, checked(drivers_[d].status, drivers_[d].line));
+            const status_t driverResult = checked(drivers_[d].status, drivers_[d].line);
+            add(driver, driverResult);
+            if (listed)
+                listed->mechanisms.back().drivers.push_back(
+                    {drivers_[d].name.text, driverResult, {}});
         }
     }
 }

@@ -107,9 +107,10 @@ struct result_t {
 // unknown status value stops it at the same point with the same counts.
 class count_rule_t : public goal_events_t {
 public:
-    explicit count_rule_t(metrics_t& metrics) : metrics_(metrics) {}
+    explicit count_rule_t(metrics_t& metrics, std::vector<goal_detail_t>* goals = nullptr)
+        : metrics_(metrics), goals_(goals) {}
     void obligation(long long line) override;
-    void tagText(std::string_view) override {}
+    void tagText(std::string_view text) override;
     void goal(long long line, attr_t status) override;
     void proofState(attr_t proofState) override;
     void mechanism(long long line, attr_t name, attr_t status) override;
@@ -119,7 +120,14 @@ public:
 
 private:
     void flush();
+    void endObligation();
     metrics_t& metrics_;
+    // The goals listed, and where the current obligation's goals start: its
+    // tag may come after them.
+    std::vector<goal_detail_t>* goals_;
+    std::size_t obligationStart_ = 0;
+    std::uint32_t obligation_ = 0, number_ = 0;
+    std::string tag_;
     bool open_ = false;
     long long goalLine_ = 0;
     kept_attr_t status_;

@@ -13,6 +13,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace pos {
 
@@ -109,9 +110,28 @@ bool getMetrics(std::string const& path, metrics_t& metrics);
 // How a PO file was read by countPoFile.
 enum class po_read_t { read, unopened, malformed };
 
+// A mechanism's or driver's result on one goal.
+struct result_detail_t {
+    std::string name;
+    status_t status;
+    std::vector<result_detail_t> drivers; // of a mechanism
+};
+
+// One goal as its PO file records it: where it is and what it holds.
+struct goal_detail_t {
+    std::string tag;              // the text of its obligation's first Tag; empty when none
+    std::uint32_t obligation = 0; // position of that obligation in the file, from 1
+    std::uint32_t number = 0;     // position of the goal in its obligation, from 1
+    long long line = 0;           // of its Simple_Goal start tag
+    status_t status = UNPROVED;
+    std::vector<result_detail_t> mechanisms;
+};
+
 // getMetrics, also telling a file that was counted whole from one that is
-// not well-formed (counted as far as the reader got).
-po_read_t countPoFile(std::string const& path, metrics_t& metrics);
+// not well-formed (counted as far as the reader got). With `goals`, every
+// goal counted is listed there, in file order.
+po_read_t countPoFile(std::string const& path, metrics_t& metrics,
+                      std::vector<goal_detail_t>* goals = nullptr);
 
 // True when every goal's recorded status is the one its proof state, iapa
 // verdict and mechanisms call for. At the first goal that breaks this, writes

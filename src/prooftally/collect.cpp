@@ -17,11 +17,10 @@ constexpr std::size_t NO_FAILURE = std::numeric_limits<std::size_t>::max();
 // The components handed out in list order to the workers, and the first one
 // (in that order) known to hold an unknown status.
 struct Work {
-    std::vector<std::string> paths;
-    std::vector<pos::metrics_t*> records;
-    std::vector<pos::po_read_t>& reads;
+    component_list_t& components;
+    bool goals;
     std::vector<std::exception_ptr> errors;
-    std::vector<collection_t::unknown_status_t> unknown;
+    std::vector<unknown_status_t> unknown;
     std::atomic<std::size_t> next{0};
     std::atomic<std::size_t> firstFailure{NO_FAILURE};
 };
@@ -36,15 +35,16 @@ void countComponents(Work& work) {
     for (;;) {
         const std::size_t i = work.next++;
         // A component after a failing one is never needed.
-        if (i >= work.paths.size() || i > work.firstFailure.load())
+        if (i >= work.components.size() || i > work.firstFailure.load())
             return;
+        component_t& c = work.components[i];
         try {
-            work.reads[i] = pos::countPoFile(work.paths[i], *work.records[i]);
+            c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr);
         } catch (pos::unknown_status_error const& e) {
-            work.unknown[i] = {work.paths[i], e.line, e.value};
+            work.unknown[i] = {c.path, e.line, e.value};
             failAt(work, i);
         } catch (std::out_of_range const&) {
-            work.unknown[i] = {work.paths[i], 0, {}};
+            work.unknown[i] = {c.path, 0, {}};
             failAt(work, i);
         } catch (...) {
             work.errors[i] = std::current_exception();
@@ -55,24 +55,25 @@ void countComponents(Work& work) {
 
 } // namespace
 
-collection_t collect_metrics(std::string const& bdp, std::string const& project) {
+collection_t collect_metrics(std::string const& bdp, std::string const& project, bool goals) {
     collection_t result;
-    for (std::string& name : component_names(bdp, project))
-        result.components.emplace_back(std::move(name), std::make_unique<pos::metrics_t>());
-    result.reads.assign(result.components.size(), pos::po_read_t::unopened);
-    Work work{{}, {}, result.reads, {}, {}};
-    for (auto& [name, metrics] : result.components) {
-        work.paths.push_back(po_file_path(bdp, name));
-        work.records.push_back(metrics.get());
+    result.database = database_path(bdp, project);
+    std::string error;
+    for (std::string& name : component_names(bdp, project, &error)) {
+        result.components.emplace_back();
+        result.components.back().path = po_file_path(bdp, name);
+        result.components.back().name = std::move(name);
     }
-    work.errors.resize(work.paths.size());
-    work.unknown.resize(work.paths.size());
+    result.database_read = error.empty();
+    Work work{result.components, goals, {}, {}};
+    work.errors.resize(result.components.size());
+    work.unknown.resize(result.components.size());
 
     // Each file is counted whole by one worker, with its own Qt objects; the
     // records stay in list order, so the report does not depend on the pool.
     const std::size_t workers =
         std::min<std::size_t>({std::max(1u, std::thread::hardware_concurrency()), MAX_WORKERS,
-                               std::max<std::size_t>(1, work.paths.size())});
+                               std::max<std::size_t>(1, result.components.size())});
     std::vector<std::thread> pool;
     for (std::size_t t = 1; t < workers; ++t)
         pool.emplace_back(countComponents, std::ref(work));
@@ -87,9 +88,10 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project)
         std::rethrow_exception(work.errors[failed]);
     // As if counting had stopped there: the later components stay unread.
     result.unknown_status = work.unknown[failed];
-    for (std::size_t i = failed + 1; i < work.paths.size(); ++i) {
-        *work.records[i] = pos::metrics_t{};
-        result.reads[i] = pos::po_read_t::unopened;
+    for (std::size_t i = failed + 1; i < result.components.size(); ++i) {
+        result.components[i].metrics = pos::metrics_t{};
+        result.components[i].read = pos::po_read_t::unopened;
+        result.components[i].goals.clear();
     }
     return result;
 }

@@ -2,18 +2,11 @@
 
 #include "prooftally/report_json.h"
 
-#include "pos/xml_load.h"
-
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
+#include <cstdio>
 #include <iostream>
-#include <map>
 #include <sstream>
 
-std::optional<fail_on_t> parse_fail_on(std::string const& list) {
+std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word) {
     fail_on_t result;
     std::istringstream words(list);
     std::string word;
@@ -28,6 +21,8 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list) {
             result.missing = true;
         else if (word == "malformed")
             result.malformed = true;
+        else if (all_word && word == "all")
+            result = {true, true, true, true, true, true};
         else
             return std::nullopt;
     }
@@ -36,127 +31,165 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list) {
     return result;
 }
 
-std::optional<std::vector<baseline_component_t>> load_baseline(std::string const& path,
-                                                               std::string& error) {
-    // Regular files only: a FIFO or a device would block the run or never end.
-    QFile file;
-    if (!pos::openRegularFile(QString::fromStdString(path), file)) {
-        error = "cannot be read";
-        return std::nullopt;
-    }
-    QJsonParseError parse_error;
-    QJsonDocument const doc = QJsonDocument::fromJson(file.readAll(), &parse_error);
-    error = "not a prooftally JSON report";
-    QJsonObject const report = doc.object();
-    if (doc.isNull() || report.value("report") != "prooftally" || report.value("version") != 1 ||
-        !report.value("components").isArray())
-        return std::nullopt;
-    std::vector<baseline_component_t> result;
-    for (auto const& value : report.value("components").toArray()) {
-        QJsonObject const item = value.toObject();
-        baseline_component_t component;
-        if (!item.value("name").isString() || !item.value("po_file_state").isString())
-            return std::nullopt;
-        component.name = item.value("name").toString().toStdString();
-        component.po_file_state = item.value("po_file_state").toString().toStdString();
-        std::pair<char const*, long long*> const fields[] = {{"proved", &component.proved},
-                                                             {"unproved", &component.unproved},
-                                                             {"unreliable", &component.unreliable},
-                                                             {"disproved", &component.disproved}};
-        for (auto const& [key, field] : fields) {
-            if (!item.value(key).isDouble())
-                return std::nullopt;
-            *field = item.value(key).toVariant().toLongLong();
+namespace {
+
+// A tag as one line can show it: quotes, backslashes and control characters
+// escaped.
+std::string quoted(std::string const& text) {
+    std::string result = "\"";
+    for (char c : text) {
+        if (c == '"' || c == '\\') {
+            result += '\\';
+            result += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[5];
+            std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned char>(c));
+            result += escaped;
+        } else {
+            result += c;
         }
-        result.push_back(std::move(component));
     }
-    error.clear();
-    return result;
+    return result + "\"";
 }
 
-bool failed_on(fail_on_t const& fail_on, collection_t const& collected) {
-    bool failed = false;
-    auto state = collected.reads.begin();
-    for (auto const& [name, metrics] : collected.components) {
-        std::string counts;
-        auto add = [&counts](std::string const& part) {
-            counts += (counts.empty() ? "" : ", ") + part;
-        };
-        if (fail_on.missing && *state == pos::po_read_t::unopened)
-            add("PO file missing");
-        if (fail_on.malformed && *state == pos::po_read_t::malformed)
-            add("PO file not well-formed");
-        if (fail_on.unproved && metrics->nb_unproved)
-            add(std::to_string(metrics->nb_unproved) + " unproved");
-        if (fail_on.unreliable && metrics->nb_unreliably_proved)
-            add(std::to_string(metrics->nb_unreliably_proved) + " unreliable");
-        if (fail_on.disproved && metrics->nb_disproved)
-            add(std::to_string(metrics->nb_disproved) + " disproved");
-        ++state;
-        if (!counts.empty()) {
-            std::cerr << "prooftally: " << name << ": " << counts << '\n';
-            failed = true;
-        }
-    }
-    return failed;
+std::string word(pos::status_t status) {
+    return pos::strOfProofStatus(status).toStdString();
 }
 
-std::vector<regression_t> regressions(std::vector<baseline_component_t> const& baseline,
-                                      collection_t const& collected) {
-    // A name listed more than once is matched occurrence by occurrence.
-    std::map<std::string, std::vector<std::pair<pos::metrics_t const*, pos::po_read_t>>> now;
-    auto state = collected.reads.begin();
-    for (auto const& [name, metrics] : collected.components)
-        now[name].emplace_back(metrics.get(), *state++);
-    std::map<std::string, std::size_t> seen;
-    std::vector<regression_t> found;
-    for (auto const& old : baseline) {
-        regression_t lost{old.name, false, old.po_file_state, old.po_file_state, {}};
-        std::size_t const occurrence = seen[old.name]++;
-        auto const listed = now.find(old.name);
-        if (listed == now.end() || occurrence >= listed->second.size()) {
-            lost.gone = true;
-            lost.deltas.push_back({"proved", old.proved, 0});
-            found.push_back(std::move(lost));
-            continue;
-        }
-        auto const& [metrics, read] = listed->second[occurrence];
-        std::string const state_now = po_file_state_word(read);
-        if (state_now != "read")
-            lost.po_file_after = state_now;
-        auto lose = [&lost](char const* counter, long long before, long long after, bool worse) {
-            if (worse)
-                lost.deltas.push_back({counter, before, after});
-        };
-        lose("proved", old.proved, metrics->nb_proved, metrics->nb_proved < old.proved);
-        lose("unproved", old.unproved, metrics->nb_unproved, metrics->nb_unproved > old.unproved);
-        lose("unreliable", old.unreliable, metrics->nb_unreliably_proved,
-             metrics->nb_unreliably_proved > old.unreliable);
-        lose("disproved", old.disproved, metrics->nb_disproved,
-             metrics->nb_disproved > old.disproved);
-        if (lost.po_file_after != lost.po_file_before || !lost.deltas.empty())
-            found.push_back(std::move(lost));
+// "Arith: Proved [cvc: Proved, z3: Unknown], Induct: Unproved".
+std::string results_text(pos::goal_detail_t const& goal) {
+    std::string text;
+    for (auto const& m : goal.mechanisms) {
+        text += (text.empty() ? "" : ", ") + m.name + ": " + word(m.status);
+        std::string drivers;
+        for (auto const& d : m.drivers)
+            drivers += (drivers.empty() ? "" : ", ") + d.name + ": " + word(d.status);
+        if (!drivers.empty())
+            text += " [" + drivers + "]";
+    }
+    return text;
+}
+
+finding_t goal_finding(char const* kind, component_t const& c, named_goal_t const& g) {
+    finding_t f{kind,
+                c.name,
+                c.path,
+                g.goal->line,
+                g.goal->tag,
+                g.goal->obligation,
+                g.goal->number,
+                g.label,
+                {},
+                word(g.goal->status),
+                results_text(*g.goal)};
+    return f;
+}
+
+finding_t file_finding(component_t const& c) {
+    char const* state = po_file_state_word(c.read);
+    return {state, c.name, c.path, 0, {}, 0, 0, {}, {}, state, {}};
+}
+
+// The --fail-on word of a status.
+char const* kind_of(pos::status_t status) {
+    char const* const words[] = {"unproved", "unknown", "unreliable", "proved", "disproved"};
+    return words[status];
+}
+
+bool wanted(fail_on_t const& which, pos::status_t status) {
+    return which.all || (status == pos::UNPROVED && which.unproved) ||
+           (status == pos::UNRELIABLY_PROVED && which.unreliable) ||
+           (status == pos::DISPROVED && which.disproved);
+}
+
+// The goals and PO files of `collected` that `which` names, in database order.
+std::vector<finding_t> select(fail_on_t const& which, collection_t const& collected) {
+    std::vector<finding_t> found;
+    for (component_t const& c : collected.components) {
+        if ((which.missing && c.read == pos::po_read_t::unopened) ||
+            (which.malformed && c.read == pos::po_read_t::malformed))
+            found.push_back(file_finding(c));
+        for (named_goal_t const& g : named_goals(c))
+            if (wanted(which, g.goal->status))
+                found.push_back(goal_finding(kind_of(g.goal->status), c, g));
     }
     return found;
 }
 
-bool regressed(std::vector<regression_t> const& found) {
-    for (auto const& lost : found) {
-        std::cerr << "prooftally: " << lost.component << ": ";
-        if (lost.gone) {
-            std::cerr << "no longer in the project (was " << lost.deltas[0].before << " proved)\n";
-            continue;
+} // namespace
+
+std::string goal_key(std::string const& tag, std::uint32_t occurrence, std::uint32_t obligation,
+                     std::uint32_t number) {
+    std::string key = tag.empty() ? "obligation " + std::to_string(obligation) : quoted(tag);
+    if (!tag.empty() && occurrence > 1)
+        key += " #" + std::to_string(occurrence);
+    return key + " goal " + std::to_string(number);
+}
+
+std::vector<named_goal_t> named_goals(component_t const& component) {
+    std::vector<named_goal_t> named;
+    std::map<std::string, std::uint32_t> tags; // obligations seen per tag
+    std::uint32_t obligation = 0, occurrence = 0;
+    for (pos::goal_detail_t const& g : component.goals) {
+        if (g.obligation != obligation) {
+            obligation = g.obligation;
+            occurrence = g.tag.empty() ? 0 : ++tags[g.tag];
         }
-        char const* separator = "";
-        if (lost.po_file_after != lost.po_file_before) {
-            std::cerr << "PO file " << lost.po_file_before << " -> " << lost.po_file_after;
-            separator = ", ";
-        }
-        for (auto const& delta : lost.deltas) {
-            std::cerr << separator << delta.counter << ' ' << delta.before << " -> " << delta.after;
-            separator = ", ";
-        }
-        std::cerr << '\n';
+        std::string key = goal_key(g.tag, occurrence, g.obligation, g.number);
+        named.push_back({&g, occurrence, key, key});
     }
-    return !found.empty();
+    return named;
+}
+
+std::string finding_line(finding_t const& f) {
+    if (f.kind == "database")
+        return f.file + ": " + f.new_value;
+    std::string line = f.file;
+    if (f.line > 0)
+        line += ':' + std::to_string(f.line);
+    line += ": " + f.component + ": ";
+    if (f.kind == "gone")
+        return line + "no longer in the project";
+    if (!f.goal) {
+        line += "PO file ";
+        if (!f.old_value.empty())
+            line += f.old_value + " -> ";
+        return line + (f.new_value == "malformed" ? "not well-formed" : f.new_value);
+    }
+    line += f.label + ": ";
+    if (!f.old_value.empty())
+        line += f.old_value + " -> ";
+    line += f.new_value;
+    return f.results.empty() ? line : line + " (" + f.results + ")";
+}
+
+std::optional<finding_t> database_failure(collection_t const& collected) {
+    finding_t f{"database", {}, collected.database, 0, {}, 0, 0, {}, {}, {}, {}};
+    if (!collected.database_read)
+        f.new_value = "the project database cannot be read";
+    else if (collected.components.empty())
+        f.new_value = "the project database lists no component";
+    else
+        return std::nullopt;
+    return f;
+}
+
+std::vector<finding_t> failures(fail_on_t const& fail_on, collection_t const& collected) {
+    std::vector<finding_t> found;
+    if (fail_on.missing)
+        if (auto database = database_failure(collected))
+            found.push_back(*database);
+    for (finding_t& f : select(fail_on, collected))
+        found.push_back(std::move(f));
+    return found;
+}
+
+std::vector<finding_t> listed_goals(fail_on_t const& which, collection_t const& collected) {
+    return select(which, collected);
+}
+
+bool report_findings(std::vector<finding_t> const& findings) {
+    for (finding_t const& f : findings)
+        std::cerr << finding_line(f) << '\n';
+    return !findings.empty();
 }

@@ -1,37 +1,94 @@
 // The checks a build can fail on, run on the collected records after the
 // report is written: goal statuses and PO files named by --fail-on, and proofs
-// lost since an earlier JSON report (--since).
+// lost since an earlier JSON report (--since); and the goal listing (--goals).
+// What they find names each goal where it lies, FILE:LINE.
 #ifndef GATE_H
 #define GATE_H
 
 #include "prooftally/collect.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-// What --fail-on lists, one flag per word.
+// What --fail-on and --goals list, one flag per word ("all" sets them all).
 struct fail_on_t {
     bool unproved = false;
     bool unreliable = false;
     bool disproved = false;
     bool missing = false;
     bool malformed = false;
+    bool all = false; // every goal, whatever its status
+    bool any_goal() const { return unproved || unreliable || disproved || all; }
 };
 
-// Parses a comma-separated list of the words above; nothing for an unknown word.
-std::optional<fail_on_t> parse_fail_on(std::string const& list);
+// Parses a comma-separated list of the words above (and "all" when
+// `all_word`); nothing for an unknown word.
+std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word = false);
+
+// A goal as a report names it: by its obligation's tag (and the tag's
+// occurrence in the file when it repeats) or, without a tag, by the
+// obligation's position; then by its position among that obligation's goals.
+struct named_goal_t {
+    pos::goal_detail_t const* goal;
+    std::uint32_t tag_occurrence; // 1 for the first obligation with this tag
+    std::string key;              // the same for the same goal in two runs
+    std::string label;            // "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1"
+};
+std::vector<named_goal_t> named_goals(component_t const& component);
+// The key and label of a goal, from what names it.
+std::string goal_key(std::string const& tag, std::uint32_t occurrence, std::uint32_t obligation,
+                     std::uint32_t number);
+
+// One thing a gate found.
+struct finding_t {
+    std::string kind; // unproved, unreliable, disproved, missing, malformed, database;
+                      // since a baseline: lost, new, gone
+    std::string component, file;
+    long long line = 0; // 0 for the file as a whole
+    std::string tag;
+    std::uint32_t obligation = 0, goal = 0; // 0: not about one goal
+    std::string label;                      // of the goal
+    std::string old_value, new_value;       // statuses, or PO file states
+    std::string results; // results that lost their proof, "Induct: Proved -> Unproved"
+};
+
+// The finding as a line for editors and CI annotators: FILE:LINE: what.
+std::string finding_line(finding_t const& finding);
+
+// What --fail-on finds, in database order; with `missing`, a project database
+// that cannot be read or lists no component too.
+std::vector<finding_t> failures(fail_on_t const& fail_on, collection_t const& collected);
+
+// The finding about the project database when it cannot be read or lists no
+// component.
+std::optional<finding_t> database_failure(collection_t const& collected);
+
+// The goals and PO files that --goals lists, in database and file order.
+std::vector<finding_t> listed_goals(fail_on_t const& which, collection_t const& collected);
+
+// A result of an earlier run: a mechanism's or driver's status by name.
+struct baseline_goal_t {
+    std::string status;
+    std::map<std::string, std::string> results; // "M" and "M/d" (a repeated name: "M#2")
+};
 
 // One component of an earlier report: what a later run is compared with.
 struct baseline_component_t {
     std::string name;
-    std::string po_file_state;
+    std::string po_file, po_file_state;
     long long proved = 0, unproved = 0, unreliable = 0, disproved = 0;
+    std::map<std::string, baseline_goal_t> goals; // by named_goal_t::key; version 2 only
+};
+
+struct baseline_t {
+    int version = 1;
+    std::vector<baseline_component_t> components;
 };
 
 // Reads the JSON report at `path`. On failure returns nothing and sets `error`.
-std::optional<std::vector<baseline_component_t>> load_baseline(std::string const& path,
-                                                               std::string& error);
+std::optional<baseline_t> load_baseline(std::string const& path, std::string& error);
 
 // A counter that moved the wrong way since the baseline.
 struct delta_t {
@@ -39,7 +96,8 @@ struct delta_t {
     long long before, after;
 };
 
-// A component that lost proofs since the baseline, in baseline order.
+// A component that lost proofs since the baseline, by its counts, in
+// baseline order.
 struct regression_t {
     std::string component;
     bool gone = false; // no longer listed: `deltas` holds its proved count only
@@ -49,14 +107,22 @@ struct regression_t {
     std::vector<delta_t> deltas;
 };
 
-// Compares the run with the baseline; components are matched by name, a
-// repeated name occurrence by occurrence.
-std::vector<regression_t> regressions(std::vector<baseline_component_t> const& baseline,
-                                      collection_t const& collected);
+// Compares the run's counts with the baseline's; components are matched by
+// name, a repeated name occurrence by occurrence.
+std::vector<regression_t> regressions(baseline_t const& baseline, collection_t const& collected);
 
-// Each returns true, having named every offending component on standard error,
-// when the gate fails.
-bool failed_on(fail_on_t const& fail_on, collection_t const& collected);
+// Compares a version 2 baseline goal by goal: every goal that lost a proof,
+// became disproved or is new and not proved, every PO file now missing or
+// malformed, every component no longer listed; in database order.
+struct goal_comparison_t {
+    std::vector<finding_t> findings;
+    std::size_t compared = 0, vanished = 0, added = 0;
+};
+goal_comparison_t compare_goals(baseline_t const& baseline, collection_t const& collected);
+
+// Writes each finding's line to standard error; true when there is one.
+bool report_findings(std::vector<finding_t> const& findings);
+// Names every component of `found` on standard error; true when there is one.
 bool regressed(std::vector<regression_t> const& found);
 
 #endif

@@ -16,10 +16,10 @@
 
 namespace {
 
-enum class format_t { unset, text, html, csv, json, dashboard };
+enum class format_t { unset, text, html, csv, json, dashboard, goals };
 
 // Long options without a short letter.
-enum long_only_t { OPT_JSON = 256, OPT_FAIL_ON, OPT_SINCE, OPT_DASHBOARD };
+enum long_only_t { OPT_JSON = 256, OPT_FAIL_ON, OPT_SINCE, OPT_DASHBOARD, OPT_GOALS };
 
 void cout_usage() {
     std::cout << "prooftally [-H | -C ] -b bdp -p project [-h]\n"
@@ -36,28 +36,34 @@ void cout_usage() {
 }
 
 void cout_report(format_t format, component_list_t const& components, pos::metrics_t const& total) {
+    std::ostream& out = std::cout;
     switch (format) {
     case format_t::text:
-        cout_pretty_print(components, total);
+        cout_pretty_print(out, components, total);
         break;
     case format_t::html:
-        cout_html_head(total);
-        for (auto const& [name, metrics] : components)
-            cout_html_metrics(name, *metrics, total);
-        cout_html_metrics("Total", total, total);
-        cout_html_tail();
+        cout_html_head(out, total);
+        for (component_t const& c : components)
+            cout_html_metrics(out, c.name, c.metrics, total);
+        cout_html_metrics(out, "Total", total, total);
+        cout_html_tail(out);
         break;
     case format_t::csv:
-        cout_csv_header(total);
-        for (auto const& [name, metrics] : components)
-            cout_csv_metrics(name, *metrics, total);
-        cout_csv_metrics("TOTAL", total, total);
+        cout_csv_header(out, total);
+        for (component_t const& c : components)
+            cout_csv_metrics(out, c.name, c.metrics, total);
+        cout_csv_metrics(out, "TOTAL", total, total);
         break;
-    case format_t::json:
-    case format_t::dashboard:
-    case format_t::unset:
+    default:
         break;
     }
+}
+
+// Why the options given are no run, for the option parser's kind of message.
+bool bad_list(char const* program, char const* option, char const* words, char const* list) {
+    std::cerr << program << ": " << option << ": not a list of " << words << ": '" << list << "'\n";
+    cout_usage();
+    return true;
 }
 
 } // namespace
@@ -73,13 +79,14 @@ int main(int argc, char* argv[]) {
         {"fail-on", required_argument, nullptr, OPT_FAIL_ON},
         {"since", required_argument, nullptr, OPT_SINCE},
         {"dashboard", no_argument, nullptr, OPT_DASHBOARD},
+        {"goals", required_argument, nullptr, OPT_GOALS},
         {nullptr, 0, nullptr, 0},
     };
 
     format_t format = format_t::unset;
     std::string bdp;
     std::string project;
-    fail_on_t fail_on;
+    fail_on_t fail_on, listed;
     std::optional<std::string> since;
     int option;
     while ((option = getopt_long(argc, argv, "b:CHhp:", long_options, nullptr)) != -1) {
@@ -101,11 +108,17 @@ int main(int argc, char* argv[]) {
                 fail_on = *parsed;
                 break;
             }
-            std::cerr << argv[0]
-                      << ": --fail-on: not a list of unproved, unreliable, "
-                         "disproved, missing, malformed: '"
-                      << optarg << "'\n";
-            cout_usage();
+            bad_list(argv[0], "--fail-on", "unproved, unreliable, disproved, missing, malformed",
+                     optarg);
+            return 1;
+        case OPT_GOALS:
+            if (auto const parsed = parse_fail_on(optarg, true)) {
+                listed = *parsed;
+                format = format_t::goals;
+                break;
+            }
+            bad_list(argv[0], "--goals", "unproved, unreliable, disproved, missing, malformed, all",
+                     optarg);
             return 1;
         case OPT_SINCE:
             since = optarg;
@@ -130,7 +143,7 @@ int main(int argc, char* argv[]) {
 
     // The baseline is read first, so that a run that cannot use it writes
     // nothing.
-    std::vector<baseline_component_t> baseline;
+    baseline_t baseline;
     if (since) {
         std::string error;
         auto loaded = load_baseline(*since, error);
@@ -142,8 +155,10 @@ int main(int argc, char* argv[]) {
     }
 
     // Everything is collected before anything is written, so that a run that
-    // stops leaves standard output empty.
-    collection_t const collected = collect_metrics(bdp, project);
+    // stops leaves standard output empty. Goals are listed only when needed.
+    bool const by_goal = format == format_t::json || format == format_t::goals ||
+                         fail_on.any_goal() || (since && baseline.version == 2);
+    collection_t const collected = collect_metrics(bdp, project, by_goal);
     if (auto const& unknown = collected.unknown_status) {
         std::cerr << "prooftally: " << unknown->path;
         if (unknown->line > 0)
@@ -154,19 +169,41 @@ int main(int argc, char* argv[]) {
         return 1;
     }
     pos::metrics_t total;
-    for (auto const& component : collected.components)
-        add_to_total(total, *component.second);
-    // The dashboard shows what was lost before the gate names it.
-    std::vector<regression_t> const lost =
-        since ? regressions(baseline, collected) : std::vector<regression_t>();
+    for (component_t const& component : collected.components)
+        add_to_total(total, component.metrics);
+
+    // What the gates find, for standard error and the JSON report.
+    std::vector<finding_t> findings = failures(fail_on, collected);
+    std::vector<regression_t> lost;
+    goal_comparison_t goals;
+    if (since) {
+        if (auto database = database_failure(collected); database && !fail_on.missing)
+            findings.push_back(*database);
+        lost = regressions(baseline, collected);
+        if (baseline.version == 2)
+            goals = compare_goals(baseline, collected);
+        for (finding_t const& f : goals.findings)
+            findings.push_back(f);
+    }
+    bool const gated = since || fail_on.any_goal() || fail_on.missing || fail_on.malformed;
     if (format == format_t::json)
-        cout_json(json_report(bdp, project, collected, total));
+        cout_json(json_report(project, collected, total, gated ? &findings : nullptr));
     else if (format == format_t::dashboard)
-        write_dashboard(std::cout, bdp, project, collected, total, since ? &lost : nullptr);
+        write_dashboard(std::cout, bdp, project, collected, total, since ? &lost : nullptr,
+                        since && baseline.version == 2 ? &goals.findings : nullptr);
+    else if (format == format_t::goals)
+        for (finding_t const& f : listed_goals(listed, collected))
+            std::cout << finding_line(f) << '\n';
     else
         cout_report(format, collected.components, total);
-    // Both gates report all they find before the run fails.
-    bool const gate_failed = failed_on(fail_on, collected);
-    bool const baseline_failed = since && regressed(lost);
-    return gate_failed || baseline_failed ? 3 : 0;
+
+    // Every finding is named before the run fails.
+    bool failed = report_findings(findings);
+    if (since && baseline.version == 1)
+        failed = regressed(lost) || failed;
+    if (!goals.findings.empty())
+        std::cerr << "prooftally: " << goals.findings.size() << " regressions since " << *since
+                  << " (" << goals.compared << " goals compared, " << goals.vanished
+                  << " vanished, " << goals.added << " new)\n";
+    return failed ? 3 : 0;
 }

@@ -1,25 +1,25 @@
 #include "prooftally/columns.h"
 #include "prooftally/reports.h"
 
-#include <iostream>
+#include <ostream>
 
-void cout_csv_header(pos::metrics_t const& total) {
-    std::cout << "#component,";
-    for_each_cell(total, total, [](cell_t const& cell) {
+void cout_csv_header(std::ostream& out, pos::metrics_t const& total) {
+    out << "#component,";
+    for_each_cell(total, total, [&out](cell_t const& cell) {
         if (cell.owner)
-            std::cout << *cell.owner << '.';
-        std::cout << cell.label << ',';
+            out << *cell.owner << '.';
+        out << cell.label << ',';
     });
-    std::cout << std::endl;
+    out << std::endl;
 }
 
-void cout_csv_metrics(std::string const& name, pos::metrics_t const& metrics,
+void cout_csv_metrics(std::ostream& out, std::string const& name, pos::metrics_t const& metrics,
                       pos::metrics_t const& total) {
-    std::cout << name << ',';
-    for_each_cell(metrics, total, [](cell_t const& cell) {
+    out << name << ',';
+    for_each_cell(metrics, total, [&out](cell_t const& cell) {
         if (cell.value)
-            std::cout << *cell.value;
-        std::cout << ',';
+            out << *cell.value;
+        out << ',';
     });
-    std::cout << std::endl;
+    out << std::endl;
 }

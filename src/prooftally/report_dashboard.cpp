@@ -173,9 +173,8 @@ void write_head(std::ostream& out, std::string const& project) {
 template <typename Predicate>
 void write_fact(std::ostream& out, collection_t const& collected, char const* what, Predicate has) {
     std::size_t count = 0;
-    auto state = collected.reads.begin();
-    for (auto const& component : collected.components)
-        count += has(*component.second, *state++) ? 1 : 0;
+    for (component_t const& component : collected.components)
+        count += has(component.metrics, component.read) ? 1 : 0;
     out << (count ? "<li class=\"warn\">\u26a0 " : "<li>") << what << ": " << count << "</li>";
 }
 
@@ -275,16 +274,17 @@ void write_counts(std::ostream& out, pos::metrics_t const& m) {
 void write_components(std::ostream& out, collection_t const& collected,
                       pos::metrics_t const& total) {
     std::uint32_t largest = 0;
-    for (auto const& component : collected.components)
-        largest = std::max(largest, component.second->nb_po);
+    for (component_t const& component : collected.components)
+        largest = std::max(largest, component.metrics.nb_po);
     out << "<section id=\"components\">\n<h2>Components</h2>\n<p class=\"note\">In the order of "
            "the project database. Bars are drawn to scale: the full width stands "
            "for the goals of the largest component ("
         << largest << ").</p>\n<table id=\"comp\">\n<thead><tr><th class=\"name\">Component"
         << "</th><th class=\"g\">Goals</th>" << GOAL_COLUMNS << "</tr></thead>\n<tbody>\n";
-    auto state = collected.reads.begin();
-    for (auto const& [name, m] : collected.components) {
-        pos::po_read_t const read = *state++;
+    for (component_t const& component : collected.components) {
+        std::string const& name = component.name;
+        pos::metrics_t const* const m = &component.metrics;
+        pos::po_read_t const read = component.read;
         bool const hot = read != pos::po_read_t::read || m->nb_unproved || m->nb_disproved ||
                          m->nb_unreliably_proved;
         out << (hot ? "<tr class=\"hot\"><th>" : "<tr><th>") << html_name(name);
@@ -415,13 +415,29 @@ std::string html_text(std::string const& bytes) {
     return out;
 }
 
+// Each goal that lost a proof, where it lies.
+void write_lost_goals(std::ostream& out, std::vector<finding_t> const& goals) {
+    out << "<section id=\"lost-goals\">\n<h2>Goals that lost a proof</h2>\n";
+    if (goals.empty()) {
+        out << "<p>No goal lost a proof since the baseline.</p>\n</section>\n";
+        return;
+    }
+    out << "<ul class=\"goals\">\n";
+    for (finding_t const& goal : goals)
+        out << "<li><code>" << html_text(finding_line(goal)) << "</code></li>\n";
+    out << "</ul>\n</section>\n";
+}
+
 void write_dashboard(std::ostream& out, std::string const& bdp, std::string const& project,
                      collection_t const& collected, pos::metrics_t const& total,
-                     std::vector<regression_t> const* lost) {
+                     std::vector<regression_t> const* lost,
+                     std::vector<finding_t> const* lost_goals) {
     write_head(out, project);
     write_header(out, bdp, project, collected, total, lost);
     if (lost)
         write_lost(out, *lost);
+    if (lost_goals)
+        write_lost_goals(out, *lost_goals);
     write_components(out, collected, total);
     write_mechanisms(out, total);
     write_legend(out);

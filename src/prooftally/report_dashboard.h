@@ -12,10 +12,12 @@
 #include <string>
 #include <vector>
 
-// `lost` is null when the run has no baseline.
+// `lost` is null when the run has no baseline; `lost_goals` too, and when the
+// baseline does not list goals.
 void write_dashboard(std::ostream& out, std::string const& bdp, std::string const& project,
                      collection_t const& collected, pos::metrics_t const& total,
-                     std::vector<regression_t> const* lost);
+                     std::vector<regression_t> const* lost,
+                     std::vector<finding_t> const* lost_goals = nullptr);
 
 // `bytes` as HTML text: markup characters escaped, bytes that are not UTF-8
 // and code points HTML does not allow replaced by U+FFFD, control characters

@@ -1,6 +1,6 @@
 #include "prooftally/report_json.h"
 
-#include "db/bdp.h"
+#include "prooftally/gate.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -57,20 +57,58 @@ char const* po_file_state_word(pos::po_read_t state) {
     return "missing";
 }
 
-QJsonObject json_report(std::string const& bdp, std::string const& project,
-                        collection_t const& collected, pos::metrics_t const& total) {
+QJsonObject json_report(std::string const& project, collection_t const& collected,
+                        pos::metrics_t const& total, std::vector<finding_t> const* findings) {
+    auto status = [](pos::status_t s) { return pos::strOfProofStatus(s); };
     QJsonArray components;
-    auto state = collected.reads.begin();
-    for (auto const& [name, metrics] : collected.components) {
-        QJsonObject component = json_metrics(*metrics);
-        component.insert("name", utf8(name));
-        component.insert("po_file", utf8(po_file_path(bdp, name)));
-        component.insert("po_file_state", po_file_state_word(*state++));
+    for (component_t const& c : collected.components) {
+        QJsonObject component = json_metrics(c.metrics);
+        component.insert("name", utf8(c.name));
+        component.insert("po_file", utf8(c.path));
+        component.insert("po_file_state", po_file_state_word(c.read));
+        QJsonArray goals;
+        for (named_goal_t const& named : named_goals(c)) {
+            pos::goal_detail_t const& g = *named.goal;
+            QJsonArray mechanisms;
+            for (auto const& m : g.mechanisms) {
+                QJsonArray drivers;
+                for (auto const& d : m.drivers)
+                    drivers.append(
+                        QJsonObject{{"name", utf8(d.name)}, {"status", status(d.status)}});
+                mechanisms.append(QJsonObject{
+                    {"name", utf8(m.name)}, {"status", status(m.status)}, {"drivers", drivers}});
+            }
+            goals.append(QJsonObject{{"tag", utf8(g.tag)},
+                                     {"tag_occurrence", qint64(named.tag_occurrence)},
+                                     {"obligation", qint64(g.obligation)},
+                                     {"goal", qint64(g.number)},
+                                     {"line", qint64(g.line)},
+                                     {"status", status(g.status)},
+                                     {"mechanisms", mechanisms}});
+        }
+        component.insert("goal_list", goals);
         components.append(component);
     }
-    return QJsonObject{{"report", "prooftally"},   {"version", 1},
-                       {"project", utf8(project)}, {"database", utf8(database_path(bdp, project))},
+    QJsonObject report{{"report", "prooftally"},   {"version", 2},
+                       {"project", utf8(project)}, {"database", utf8(collected.database)},
                        {"components", components}, {"total", json_metrics(total)}};
+    if (findings) {
+        QJsonArray list;
+        for (finding_t const& f : *findings)
+            list.append(QJsonObject{{"kind", utf8(f.kind)},
+                                    {"component", utf8(f.component)},
+                                    {"file", utf8(f.file)},
+                                    {"line", qint64(f.line)},
+                                    {"tag", utf8(f.tag)},
+                                    {"obligation", qint64(f.obligation)},
+                                    {"goal", qint64(f.goal)},
+                                    {"old", utf8(f.old_value)},
+                                    {"new", utf8(f.new_value)},
+                                    {"results", utf8(f.results)},
+                                    {"message", utf8(finding_line(f))}});
+        report.insert("findings", list);
+    }
+    return report;
 }
 
 void cout_json(QJsonObject const& report) {

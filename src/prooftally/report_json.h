@@ -8,10 +8,15 @@
 #include <QJsonObject>
 
 #include <string>
+#include <vector>
 
-// The report as a JSON object; `total` is the sum of the components.
-QJsonObject json_report(std::string const& bdp, std::string const& project,
-                        collection_t const& collected, pos::metrics_t const& total);
+struct finding_t;
+
+// The report as a JSON object; `total` is the sum of the components. Every
+// component lists its goals (collected with them); with `findings`, what the
+// gates found is part of the report.
+QJsonObject json_report(std::string const& project, collection_t const& collected,
+                        pos::metrics_t const& total, std::vector<finding_t> const* findings);
 
 // Writes `report` to standard output.
 void cout_json(QJsonObject const& report);

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstring>
 #include <iomanip>
-#include <iostream>
 #include <numeric>
+#include <ostream>
 
 namespace {
 
@@ -31,7 +31,7 @@ std::uint32_t sum(widths_t const& widths, std::size_t first, std::size_t count) 
 widths_t column_widths(component_list_t const& components, pos::metrics_t const& total) {
     widths_t widths{static_cast<std::uint32_t>(std::strlen(NAME_LABEL))};
     for (auto const& component : components)
-        widths[0] = std::max(widths[0], static_cast<std::uint32_t>(component.first.size()));
+        widths[0] = std::max(widths[0], static_cast<std::uint32_t>(component.name.size()));
     for_each_cell(total, total, [&](cell_t const& cell) {
         widths.push_back(
             std::max(static_cast<std::uint32_t>(std::strlen(cell.label)), digits(*cell.value)));
@@ -40,25 +40,25 @@ widths_t column_widths(component_list_t const& components, pos::metrics_t const&
 }
 
 // The name and general columns are blank in the two group header lines.
-void cout_blank_start(widths_t const& widths) {
-    std::cout.fill(' ');
-    std::cout << '|' << std::string(widths[0] + 2, ' ') << '|'
-              << std::string(sum(widths, 1, GENERAL_COLUMNS) + 20, ' ') << '|';
+void cout_blank_start(std::ostream& out, widths_t const& widths) {
+    out.fill(' ');
+    out << '|' << std::string(widths[0] + 2, ' ') << '|'
+        << std::string(sum(widths, 1, GENERAL_COLUMNS) + 20, ' ') << '|';
 }
 
 // A group cell is as wide as the columns beneath it: width + 3 characters.
-void cout_group(std::uint32_t width, std::string const& text) {
-    std::cout << ' ';
-    cout_centered(width, text, ' ');
-    std::cout << " |";
+void cout_group(std::ostream& out, std::uint32_t width, std::string const& text) {
+    out << ' ';
+    cout_centered(out, width, text, ' ');
+    out << " |";
 }
 
-void cout_cell(std::uint32_t width, std::string const& text) {
-    std::cout << ' ' << std::setw(width) << text << " |";
+void cout_cell(std::ostream& out, std::uint32_t width, std::string const& text) {
+    out << ' ' << std::setw(width) << text << " |";
 }
 
-void cout_mechanism_names(widths_t const& widths, pos::metrics_t const& total) {
-    cout_blank_start(widths);
+void cout_mechanism_names(std::ostream& out, widths_t const& widths, pos::metrics_t const& total) {
+    cout_blank_start(out, widths);
     for_each_group(
         total,
         [&](std::string const& name, std::size_t first, pos::mechanism_metrics_t const& mech) {
@@ -67,69 +67,72 @@ void cout_mechanism_names(widths_t const& widths, pos::metrics_t const& total) {
                 width +=
                     sum(widths, first + MECHANISM_COLUMNS + d * DRIVER_COLUMNS, DRIVER_COLUMNS) +
                     12;
-            cout_group(width, name);
+            cout_group(out, width, name);
         },
         [](std::string const&, std::size_t) {});
-    std::cout << std::endl;
+    out << std::endl;
 }
 
-void cout_driver_names(widths_t const& widths, pos::metrics_t const& total) {
-    cout_blank_start(widths);
+void cout_driver_names(std::ostream& out, widths_t const& widths, pos::metrics_t const& total) {
+    cout_blank_start(out, widths);
     for_each_group(
         total,
         [&](std::string const&, std::size_t first, pos::mechanism_metrics_t const&) {
-            cout_group(sum(widths, first, MECHANISM_COLUMNS) + 12, "Summary");
+            cout_group(out, sum(widths, first, MECHANISM_COLUMNS) + 12, "Summary");
         },
         [&](std::string const& name, std::size_t first) {
-            cout_group(sum(widths, first, DRIVER_COLUMNS) + 9, name);
+            cout_group(out, sum(widths, first, DRIVER_COLUMNS) + 9, name);
         });
-    std::cout << std::endl;
+    out << std::endl;
 }
 
-void cout_labels(widths_t const& widths, pos::metrics_t const& total) {
-    std::cout << '|';
-    cout_cell(widths[0], NAME_LABEL);
+void cout_labels(std::ostream& out, widths_t const& widths, pos::metrics_t const& total) {
+    out << '|';
+    cout_cell(out, widths[0], NAME_LABEL);
     for_each_cell(total, total,
-                  [&](cell_t const& cell) { cout_cell(widths[cell.column], cell.label); });
-    std::cout << std::endl;
+                  [&](cell_t const& cell) { cout_cell(out, widths[cell.column], cell.label); });
+    out << std::endl;
 }
 
 } // namespace
 
-void cout_centered(std::uint32_t const& width, std::string const& text, char fill) {
+void cout_centered(std::ostream& out, std::uint32_t const& width, std::string const& text,
+                   char fill) {
     auto const length = static_cast<std::uint32_t>(text.size());
     if (length > width) {
-        std::cout << text.substr(0, width);
+        out << text.substr(0, width);
         return;
     }
     // Odd lengths lean right; the right part is never empty.
     std::uint32_t const left = length % 2 + width / 2 - length / 2;
     std::int64_t const right = std::int64_t{width} - left - length;
-    std::cout.fill(fill);
-    std::cout << std::setw(length + left) << text
-              << std::setw(static_cast<int>(std::max<std::int64_t>(right, 1))) << fill;
+    out.fill(fill);
+    out << std::setw(length + left) << text
+        << std::setw(static_cast<int>(std::max<std::int64_t>(right, 1))) << fill;
 }
 
-void cout_pretty_print_metrics(std::vector<std::uint32_t> const& widths, std::string const& name,
-                               pos::metrics_t const& metrics, pos::metrics_t const& total) {
-    std::cout << '|';
-    cout_cell(widths[0], name);
+void cout_pretty_print_metrics(std::ostream& out, std::vector<std::uint32_t> const& widths,
+                               std::string const& name, pos::metrics_t const& metrics,
+                               pos::metrics_t const& total) {
+    out << '|';
+    cout_cell(out, widths[0], name);
     for_each_cell(metrics, total, [&](cell_t const& cell) {
         std::uint32_t const width = widths[cell.column];
         if (cell.value)
-            std::cout << ' ' << std::setw(width) << *cell.value << " |";
+            out << ' ' << std::setw(width) << *cell.value << " |";
         else
-            std::cout << std::string(width + 2, ' ') << '|';
+            out << std::string(width + 2, ' ') << '|';
     });
-    std::cout << std::endl;
+    out << std::endl;
 }
 
-void cout_pretty_print(component_list_t const& components, pos::metrics_t const& total) {
+void cout_pretty_print(std::ostream& out, component_list_t const& components,
+                       pos::metrics_t const& total) {
     widths_t const widths = column_widths(components, total);
-    cout_mechanism_names(widths, total);
-    cout_driver_names(widths, total);
-    cout_labels(widths, total);
-    for (auto const& [name, metrics] : components)
-        cout_pretty_print_metrics(widths, name, *metrics, total);
-    cout_pretty_print_metrics(widths, "TOTAL", total, total);
+    cout_mechanism_names(out, widths, total);
+    cout_driver_names(out, widths, total);
+    cout_labels(out, widths, total);
+    for (component_t const& component : components)
+        cout_pretty_print_metrics(out, widths, component.name, component.metrics, total);
+    cout_pretty_print_metrics(out, widths, "TOTAL", total, total);
 }
