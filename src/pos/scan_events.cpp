@@ -180,7 +180,8 @@ bool Scanner::refill(const uchar* keep) {
     if (kept == capacity_ && started_)
         capacity_ *= 2;
     std::vector<uchar> next(capacity_ + SENTINEL);
-    std::memcpy(next.data(), keep, kept);
+    if (kept)
+        std::memcpy(next.data(), keep, kept);
     std::size_t size = kept;
     while (size < capacity_ && !eof_) {
         const qint64 got = file_.read(reinterpret_cast<char*>(next.data() + size),
