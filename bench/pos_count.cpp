@@ -6,9 +6,9 @@
 // whole DOM document; --taken: how many of the files, and of their bytes, the
 // scanner takes.
 #include "pos/pos.h"
+#include "pos/readers.h"
 #include "pos/xml_load.h"
 #include "test_support.h"
-#include "pos/readers.h"
 
 #include <QFileInfo>
 

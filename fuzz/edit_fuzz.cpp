@@ -6,7 +6,6 @@
 // the operation applied to the DOM reader's load of the input. An unchanged
 // answer means the same bytes and an operation that changes nothing.
 #include "pomaint/byte_edit.h"
-#include "pos/diagnose.h"
 #include "pos/pos.h"
 
 #include <QDomDocument>

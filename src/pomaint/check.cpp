@@ -2,7 +2,6 @@
 #include "pomaint/document.h"
 #include "pomaint/options.h"
 
-#include "pos/diagnose.h"
 #include "pos/pos.h"
 
 #include <cstdio>

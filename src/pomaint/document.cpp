@@ -1,6 +1,5 @@
 #include "pomaint/document.h"
 
-#include "pos/diagnose.h"
 #include "pos/pos.h"
 #include "pos/xml_load.h"
 

@@ -3,7 +3,7 @@
 #ifndef POMAINT_DOCUMENT_H
 #define POMAINT_DOCUMENT_H
 
-#include "pos/diagnose.h"
+#include "pos/pos.h"
 
 #include <QByteArray>
 #include <QDomDocument>

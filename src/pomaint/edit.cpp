@@ -4,7 +4,6 @@
 #include "pomaint/options.h"
 #include "pomaint/safe_write.h"
 
-#include "pos/diagnose.h"
 #include "pos/pos.h"
 
 #include <fcntl.h>

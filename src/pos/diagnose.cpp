@@ -1,4 +1,4 @@
-#include "pos/diagnose.h"
+#include "pos/pos.h"
 
 #include "pos/pos_internal.h"
 
