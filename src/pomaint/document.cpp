@@ -1,4 +1,5 @@
 #include "pomaint/document.h"
+#include "pomaint/undecodable.h"
 
 #include "pos/pos.h"
 #include "pos/xml_load.h"
@@ -59,7 +60,7 @@ bool decodes_cleanly(std::string const& path) {
     QFile file;
     if (!pos::openRegularFile(QString::fromStdString(path), file))
         return true; // loading it has already failed and said so
-    const pos::undecodable_t bad = pos::firstUndecodable(file.readAll());
+    const undecodable_t bad = firstUndecodable(file.readAll());
     if (bad.line == 0)
         return true;
     const std::string encoding = bad.encoding.toStdString();
