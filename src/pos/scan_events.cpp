@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <memory>
 #include <vector>
 
 // A scanner for the form that PO files take in practice. It proves each
@@ -115,6 +116,15 @@ bool same(const uchar* a, std::size_t size, QString const& name) {
     return true;
 }
 
+// The line breaks in [from, to): counted on locals, so that the loop runs on
+// whole vectors.
+long long breaks(const uchar* from, const uchar* to) {
+    long long n = 0;
+    for (; from < to; ++from)
+        n += *from == '\n';
+    return n;
+}
+
 // What a construct came to: read, refused, or cut by the end of the buffer.
 enum class step_t { done, refused, more };
 
@@ -144,7 +154,18 @@ private:
     QFile& file_;
     goal_events_t& events_;
     std::size_t capacity_;
-    std::vector<uchar> buffer_;
+    // A block of bytes left uninitialised.
+    struct block_t {
+        std::unique_ptr<uchar[]> bytes;
+        std::size_t size_ = 0;
+        std::size_t size() const { return size_; }
+        uchar* data() { return bytes.get(); }
+        void reset(std::size_t n) {
+            bytes.reset(new uchar[n]);
+            size_ = n;
+        }
+    };
+    block_t buffer_, spare_;
     const uchar* p_ = nullptr;
     const uchar* end_ = nullptr;
     bool eof_ = false;
@@ -174,17 +195,20 @@ private:
 bool Scanner::refill(const uchar* keep) {
     const std::size_t kept = static_cast<std::size_t>(end_ - keep);
     if (lineMark_)
-        for (const uchar* q = lineMark_; q < keep; ++q)
-            lines_ += *q == '\n';
+        lines_ += breaks(lineMark_, keep);
     // A construct that fills the buffer needs a larger one.
     if (kept == capacity_ && started_)
         capacity_ *= 2;
-    std::vector<uchar> next(capacity_ + SENTINEL);
+    // The kept bytes move to the other buffer, which is never cleared: only
+    // what is read into it is looked at.
+    if (spare_.size() < capacity_ + SENTINEL)
+        spare_.reset(capacity_ + SENTINEL);
+    uchar* next = spare_.data();
     if (kept)
-        std::memcpy(next.data(), keep, kept);
+        std::memcpy(next, keep, kept);
     std::size_t size = kept;
     while (size < capacity_ && !eof_) {
-        const qint64 got = file_.read(reinterpret_cast<char*>(next.data() + size),
+        const qint64 got = file_.read(reinterpret_cast<char*>(next + size),
                                       static_cast<qint64>(capacity_ - size));
         if (got < 0)
             return false;
@@ -192,9 +216,10 @@ bool Scanner::refill(const uchar* keep) {
             eof_ = true;
         size += static_cast<std::size_t>(got);
     }
-    buffer_.swap(next);
+    std::memset(next + size, 0, SENTINEL);
+    std::swap(buffer_, spare_);
     started_ = true;
-    p_ = lineMark_ = buffer_.data();
+    p_ = lineMark_ = next;
     end_ = p_ + size;
     return true;
 }
@@ -375,7 +400,9 @@ step_t Scanner::startTag() {
         seenTag, seenProofState);
 
     hasStatus_ = hasName_ = hasProofState_ = false;
-    std::array<std::pair<const uchar*, std::size_t>, MAX_ATTRIBUTES> seen;
+    // Left uninitialised: most tags have one or two attributes.
+    const uchar* seenAt[MAX_ATTRIBUTES];
+    std::size_t seenSize[MAX_ATTRIBUTES];
     int nbSeen = 0;
     for (;;) {
         const uchar* before = p_;
@@ -408,9 +435,10 @@ step_t Scanner::startTag() {
         if (!name(attribute, length) || nbSeen == MAX_ATTRIBUTES)
             return fail(p_);
         for (int i = 0; i < nbSeen; ++i)
-            if (seen[i].second == length && std::memcmp(seen[i].first, attribute, length) == 0)
+            if (seenSize[i] == length && std::memcmp(seenAt[i], attribute, length) == 0)
                 return step_t::refused; // the DOM keeps the last of the two
-        seen[nbSeen++] = {attribute, length};
+        seenAt[nbSeen] = attribute;
+        seenSize[nbSeen++] = length;
         while (tables.blank[*p_])
             ++p_;
         if (*p_ != '=')
@@ -440,8 +468,8 @@ step_t Scanner::startTag() {
 }
 
 long long Scanner::line() {
-    for (; lineMark_ < p_; ++lineMark_)
-        lines_ += *lineMark_ == '\n';
+    lines_ += breaks(lineMark_, p_);
+    lineMark_ = p_;
     return lines_ + 1;
 }
 
