@@ -31,6 +31,7 @@ TEST(Gate, RegressionRecords) {
         {"A", {6, 0, 5, 1, 0, 0, 0, {}}, pos::po_read_t::read},
         {"C", {}, pos::po_read_t::unopened},
         {"New", {1, 1, 0, 0, 0, 0, 0, {}}, pos::po_read_t::read},
+        {"U", {3, 2, 0, 1, 0, 0, 0, {}}, pos::po_read_t::read},
     };
     for (auto const& c : components) {
         auto record = std::make_unique<pos::metrics_t>();
@@ -48,6 +49,7 @@ TEST(Gate, RegressionRecords) {
     std::vector<baseline_component_t> const baseline = {
         {"A", "read", 4, 0, 0, 0},    {"B", "read", 2, 0, 0, 0}, {"A", "read", 5, 1, 2, 0},
         {"C", "missing", 0, 0, 0, 0}, {"D", "read", 1, 0, 0, 0}, {"A", "read", 1, 0, 0, 0},
+        {"U", "read", 0, 2, 0, 0},
     };
     std::vector<std::string> found;
     for (auto const& lost : regressions(baseline, now))
@@ -57,5 +59,6 @@ TEST(Gate, RegressionRecords) {
                          "B [read malformed]",
                          "D gone [read read] proved 1>0",
                          "A gone [read read] proved 1>0",
+                         "U [read read] unreliable 0>1",
                      }));
 }
