@@ -57,3 +57,24 @@ TEST(HostileInput, CountersWrapPast32Bits) {
                                " | m: unp 0 unk 0 pr 0 unr 0 dis 0"
                                " | m/d: unp 2 unk 2 pr 2 dis 2");
 }
+
+// Several PO files hold an unknown status: the first in database order is the
+// one named, even when its count takes the longest (it is large and holds its
+// value at the end; the others fail at once).
+TEST(Collect, NamesTheFirstUnknownStatusInDatabaseOrder) {
+    ScratchDir dir;
+    std::string goals;
+    for (int i = 0; i < 20000; ++i)
+        goals += "<Simple_Goal status=\"Proved\"/>\n";
+    dir.write("Slow.pos", poDocument(goals + "<Simple_Goal status=\"Late\"/>"));
+    std::string db = "<db_xml><project><component_file name=\"Slow\"/>";
+    for (std::string const name : {"A", "B", "C"}) {
+        dir.write(name + ".pos", poDocument("<Simple_Goal status=\"Early\"/>"));
+        db += "<component_file name=\"" + name + "\"/>";
+    }
+    dir.write("p.db", db + "</project></db_xml>");
+    collection_t const collected = collect_metrics(dir.path(), "p");
+    ASSERT_TRUE(collected.unknown_status);
+    EXPECT_EQ(collected.unknown_status->path, dir.path() + "/Slow.pos");
+    EXPECT_EQ(collected.unknown_status->value, "Late");
+}

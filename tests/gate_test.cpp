@@ -33,6 +33,7 @@ TEST(Gate, RegressionRecords) {
         {"A", {6, 0, 5, 1, 0, 0, 0, {}}, pos::po_read_t::read},
         {"C", {}, pos::po_read_t::unopened},
         {"New", {1, 1, 0, 0, 0, 0, 0, {}}, pos::po_read_t::read},
+        {"U", {3, 2, 0, 1, 0, 0, 0, {}}, pos::po_read_t::read},
     };
     for (auto const& c : components) {
         component_t& added = now.components.emplace_back();
@@ -54,7 +55,8 @@ TEST(Gate, RegressionRecords) {
                                                                           {"A", "read", 5, 1, 2},
                                                                           {"C", "missing", 0, 0, 0},
                                                                           {"D", "read", 1, 0, 0},
-                                                                          {"A", "read", 1, 0, 0}})
+                                                                          {"A", "read", 1, 0, 0},
+                                                                          {"U", "read", 0, 2, 0}})
         baseline.components.push_back({name, {}, state, proved, unproved, unreliable, 0, {}});
     std::vector<std::string> found;
     for (auto const& lost : regressions(baseline, now))
@@ -64,5 +66,6 @@ TEST(Gate, RegressionRecords) {
                          "B [read malformed]",
                          "D gone [read read] proved 1>0",
                          "A gone [read read] proved 1>0",
+                         "U [read read] unreliable 0>1",
                      }));
 }
