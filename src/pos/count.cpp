@@ -13,12 +13,23 @@ po_read_t countPoFile(std::string const& path, metrics_t& metrics,
         metrics_t counted;
         std::vector<goal_detail_t> listed;
         count_rule_t rule(counted, goals ? &listed : nullptr);
-        if (scanEvents(file, rule)) {
-            rule.finish();
+        // Whatever the scanner vouched for reads as the DOM reads it, so an
+        // unknown status stops the count where the DOM walk stops, with the
+        // same counts.
+        const auto keep = [&] {
             metrics = std::move(counted);
             if (goals)
                 *goals = std::move(listed);
-            return po_read_t::read;
+        };
+        try {
+            if (scanEvents(file, rule)) {
+                rule.finish();
+                keep();
+                return po_read_t::read;
+            }
+        } catch (unknown_status_error const&) {
+            keep();
+            throw;
         }
     }
     if (!file.seek(0))

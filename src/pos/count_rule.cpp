@@ -129,17 +129,21 @@ void count_rule_t::flush() {
             break;
         }
     goal_detail_t* listed = nullptr;
-    if (goals_)
+    if (goals_) {
         listed =
             &goals_->emplace_back(goal_detail_t{{}, obligation_, number_, goalLine_, status, {}});
+        listed->mechanisms.reserve(nbMechanisms_);
+    }
     std::size_t d = 0;
     for (std::size_t i = 0; i < nbMechanisms_; ++i) {
         result_t const& m = mechanisms_[i];
         mechanism_metrics_t& byName = entry(metrics_.mechanisms, m.name.text);
         const status_t result = checked(m.status, m.line);
         add(byName, result);
-        if (listed)
+        if (listed) {
             listed->mechanisms.push_back({m.name.text, result, {}});
+            listed->mechanisms.back().drivers.reserve(driversEnd_[i] - d);
+        }
         for (; d < driversEnd_[i]; ++d) {
             driver_metrics_t& driver = entry(byName.drivers, drivers_[d].name.text);
             const status_t driverResult = checked(drivers_[d].status, drivers_[d].line);

@@ -20,9 +20,9 @@ constexpr std::size_t SCAN_BUFFER = 1 << 20;
 // in the form the scanner knows: plain UTF-8 without a byte order mark,
 // DOCTYPE, processing instruction, CDATA section or character reference,
 // ASCII names, the five predefined entities, attribute values without tabs or
-// line breaks, every status value in the vocabulary. There the file is
-// well-formed and its events are the DOM parser's. False at the first byte
-// outside that form: the events reported until then are void.
+// line breaks. There the file is well-formed and its events are the DOM
+// parser's. False at the first byte outside that form: the events reported
+// until then are the DOM parser's as far as they go, but the rest is not.
 bool scanEvents(QFile& file, goal_events_t& events, std::size_t buffer = SCAN_BUFFER);
 
 // Reads the open file from its current position with the DOM reader's parser,

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <string>
 #include <memory>
+#include <string>
 #include <vector>
 
 // A scanner for the form that PO files take in practice. It proves each
@@ -208,8 +208,8 @@ bool Scanner::refill(const uchar* keep) {
         std::memcpy(next, keep, kept);
     std::size_t size = kept;
     while (size < capacity_ && !eof_) {
-        const qint64 got = file_.read(reinterpret_cast<char*>(next + size),
-                                      static_cast<qint64>(capacity_ - size));
+        const qint64 got =
+            file_.read(reinterpret_cast<char*>(next + size), static_cast<qint64>(capacity_ - size));
         if (got < 0)
             return false;
         if (got == 0)
@@ -411,10 +411,7 @@ step_t Scanner::startTag() {
         if (*p_ == '>' || (*p_ == '/' && p_[1] == '>')) {
             const bool empty = *p_ == '/';
             p_ += empty ? 2 : 1;
-            // An unknown status is left to the parser, which stops where it stands.
-            const bool hasResult =
-                role == role_t::goal || role == role_t::mechanism || role == role_t::driver;
-            if (levels_.size() == MAX_DEPTH || (hasResult && hasStatus_ && !statusOfUtf8(status_)))
+            if (levels_.size() == MAX_DEPTH)
                 return step_t::refused;
             if (parent) {
                 parent->seenTag = seenTag;

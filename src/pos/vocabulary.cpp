@@ -2,6 +2,7 @@
 #include "pos/pos_internal.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -80,16 +81,20 @@ status_t proofStatusOfAttrValue(QString const& value) {
 }
 
 std::optional<status_t> statusOfUtf8(std::string_view value) {
-    static const auto dict = [] {
-        std::vector<std::pair<std::string, status_t>> bytes;
-        for (auto const& [word, status] : statusWords())
-            bytes.emplace_back(word.toStdString(), status);
-        return bytes;
+    // The words by length: a value is compared only with words as long.
+    constexpr std::size_t LONGEST = 32;
+    static const auto bySize = [] {
+        std::array<std::vector<std::pair<std::string, status_t>>, LONGEST + 1> table;
+        for (auto const& [word, status] : statusWords()) {
+            std::string bytes = word.toStdString();
+            table[bytes.size()].emplace_back(std::move(bytes), status);
+        }
+        return table;
     }();
+    if (value.size() > LONGEST)
+        return std::nullopt;
     // Byte by byte: the words are short, a call to memcmp costs more.
-    for (auto const& [word, status] : dict) {
-        if (word.size() != value.size())
-            continue;
+    for (auto const& [word, status] : bySize[value.size()]) {
         std::size_t i = 0;
         while (i < word.size() && word[i] == value[i])
             ++i;

@@ -78,7 +78,7 @@ finding_t goal_finding(char const* kind, component_t const& c, named_goal_t cons
                 g.goal->tag,
                 g.goal->obligation,
                 g.goal->number,
-                g.label,
+                g.label(),
                 {},
                 word(g.goal->status),
                 results_text(*g.goal)};
@@ -102,21 +102,19 @@ bool wanted(fail_on_t const& which, pos::status_t status) {
            (status == pos::DISPROVED && which.disproved);
 }
 
-// The goals and PO files of `collected` that `which` names, in database order.
-std::vector<finding_t> select(fail_on_t const& which, collection_t const& collected) {
-    std::vector<finding_t> found;
+} // namespace
+
+void select(fail_on_t const& which, collection_t const& collected,
+            std::function<void(finding_t const&)> const& found) {
     for (component_t const& c : collected.components) {
         if ((which.missing && c.read == pos::po_read_t::unopened) ||
             (which.malformed && c.read == pos::po_read_t::malformed))
-            found.push_back(file_finding(c));
+            found(file_finding(c));
         for (named_goal_t const& g : named_goals(c))
             if (wanted(which, g.goal->status))
-                found.push_back(goal_finding(kind_of(g.goal->status), c, g));
+                found(goal_finding(kind_of(g.goal->status), c, g));
     }
-    return found;
 }
-
-} // namespace
 
 std::string goal_key(std::string const& tag, std::uint32_t occurrence, std::uint32_t obligation,
                      std::uint32_t number) {
@@ -124,6 +122,10 @@ std::string goal_key(std::string const& tag, std::uint32_t occurrence, std::uint
     if (!tag.empty() && occurrence > 1)
         key += " #" + std::to_string(occurrence);
     return key + " goal " + std::to_string(number);
+}
+
+std::string named_goal_t::label() const {
+    return goal_key(goal->tag, tag_occurrence, goal->obligation, goal->number);
 }
 
 std::vector<named_goal_t> named_goals(component_t const& component) {
@@ -135,8 +137,7 @@ std::vector<named_goal_t> named_goals(component_t const& component) {
             obligation = g.obligation;
             occurrence = g.tag.empty() ? 0 : ++tags[g.tag];
         }
-        std::string key = goal_key(g.tag, occurrence, g.obligation, g.number);
-        named.push_back({&g, occurrence, key, key});
+        named.push_back({&g, occurrence});
     }
     return named;
 }
@@ -179,13 +180,8 @@ std::vector<finding_t> failures(fail_on_t const& fail_on, collection_t const& co
     if (fail_on.missing)
         if (auto database = database_failure(collected))
             found.push_back(*database);
-    for (finding_t& f : select(fail_on, collected))
-        found.push_back(std::move(f));
+    select(fail_on, collected, [&found](finding_t const& f) { found.push_back(f); });
     return found;
-}
-
-std::vector<finding_t> listed_goals(fail_on_t const& which, collection_t const& collected) {
-    return select(which, collected);
 }
 
 bool report_findings(std::vector<finding_t> const& findings) {

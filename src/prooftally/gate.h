@@ -7,6 +7,7 @@
 
 #include "prooftally/collect.h"
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -33,8 +34,9 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word = 
 struct named_goal_t {
     pos::goal_detail_t const* goal;
     std::uint32_t tag_occurrence; // 1 for the first obligation with this tag
-    std::string key;              // the same for the same goal in two runs
-    std::string label;            // "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1"
+    // "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1": the same
+    // for the same goal in two runs.
+    std::string label() const;
 };
 std::vector<named_goal_t> named_goals(component_t const& component);
 // The key and label of a goal, from what names it.
@@ -65,8 +67,10 @@ std::vector<finding_t> failures(fail_on_t const& fail_on, collection_t const& co
 // component.
 std::optional<finding_t> database_failure(collection_t const& collected);
 
-// The goals and PO files that --goals lists, in database and file order.
-std::vector<finding_t> listed_goals(fail_on_t const& which, collection_t const& collected);
+// Calls `found` on each goal and PO file of `collected` that `which` names, in
+// database and file order (what --goals lists).
+void select(fail_on_t const& which, collection_t const& collected,
+            std::function<void(finding_t const&)> const& found);
 
 // A result of an earlier run: a mechanism's or driver's status by name.
 struct baseline_goal_t {

@@ -187,13 +187,12 @@ int main(int argc, char* argv[]) {
     }
     bool const gated = since || fail_on.any_goal() || fail_on.missing || fail_on.malformed;
     if (format == format_t::json)
-        cout_json(json_report(project, collected, total, gated ? &findings : nullptr));
+        write_json(std::cout, project, collected, total, gated ? &findings : nullptr);
     else if (format == format_t::dashboard)
         write_dashboard(std::cout, bdp, project, collected, total, since ? &lost : nullptr,
                         since && baseline.version == 2 ? &goals.findings : nullptr);
     else if (format == format_t::goals)
-        for (finding_t const& f : listed_goals(listed, collected))
-            std::cout << finding_line(f) << '\n';
+        select(listed, collected, [](finding_t const& f) { std::cout << finding_line(f) << '\n'; });
     else
         cout_report(format, collected.components, total);
 

@@ -4,6 +4,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QString>
 
 #include <iostream>
@@ -57,60 +58,93 @@ char const* po_file_state_word(pos::po_read_t state) {
     return "missing";
 }
 
-QJsonObject json_report(std::string const& project, collection_t const& collected,
-                        pos::metrics_t const& total, std::vector<finding_t> const* findings) {
+namespace {
+
+QJsonObject json_component(component_t const& c) {
     auto status = [](pos::status_t s) { return pos::strOfProofStatus(s); };
-    QJsonArray components;
-    for (component_t const& c : collected.components) {
-        QJsonObject component = json_metrics(c.metrics);
-        component.insert("name", utf8(c.name));
-        component.insert("po_file", utf8(c.path));
-        component.insert("po_file_state", po_file_state_word(c.read));
-        QJsonArray goals;
-        for (named_goal_t const& named : named_goals(c)) {
-            pos::goal_detail_t const& g = *named.goal;
-            QJsonArray mechanisms;
-            for (auto const& m : g.mechanisms) {
-                QJsonArray drivers;
-                for (auto const& d : m.drivers)
-                    drivers.append(
-                        QJsonObject{{"name", utf8(d.name)}, {"status", status(d.status)}});
-                mechanisms.append(QJsonObject{
-                    {"name", utf8(m.name)}, {"status", status(m.status)}, {"drivers", drivers}});
-            }
-            goals.append(QJsonObject{{"tag", utf8(g.tag)},
-                                     {"tag_occurrence", qint64(named.tag_occurrence)},
-                                     {"obligation", qint64(g.obligation)},
-                                     {"goal", qint64(g.number)},
-                                     {"line", qint64(g.line)},
-                                     {"status", status(g.status)},
-                                     {"mechanisms", mechanisms}});
+    QJsonObject component = json_metrics(c.metrics);
+    component.insert("name", utf8(c.name));
+    component.insert("po_file", utf8(c.path));
+    component.insert("po_file_state", po_file_state_word(c.read));
+    QJsonArray goals;
+    for (named_goal_t const& named : named_goals(c)) {
+        pos::goal_detail_t const& g = *named.goal;
+        QJsonArray mechanisms;
+        for (auto const& m : g.mechanisms) {
+            QJsonArray drivers;
+            for (auto const& d : m.drivers)
+                drivers.append(QJsonObject{{"name", utf8(d.name)}, {"status", status(d.status)}});
+            mechanisms.append(QJsonObject{
+                {"name", utf8(m.name)}, {"status", status(m.status)}, {"drivers", drivers}});
         }
-        component.insert("goal_list", goals);
-        components.append(component);
+        goals.append(QJsonObject{{"tag", utf8(g.tag)},
+                                 {"tag_occurrence", qint64(named.tag_occurrence)},
+                                 {"obligation", qint64(g.obligation)},
+                                 {"goal", qint64(g.number)},
+                                 {"line", qint64(g.line)},
+                                 {"status", status(g.status)},
+                                 {"mechanisms", mechanisms}});
     }
-    QJsonObject report{{"report", "prooftally"},   {"version", 2},
-                       {"project", utf8(project)}, {"database", utf8(collected.database)},
-                       {"components", components}, {"total", json_metrics(total)}};
-    if (findings) {
-        QJsonArray list;
-        for (finding_t const& f : *findings)
-            list.append(QJsonObject{{"kind", utf8(f.kind)},
-                                    {"component", utf8(f.component)},
-                                    {"file", utf8(f.file)},
-                                    {"line", qint64(f.line)},
-                                    {"tag", utf8(f.tag)},
-                                    {"obligation", qint64(f.obligation)},
-                                    {"goal", qint64(f.goal)},
-                                    {"old", utf8(f.old_value)},
-                                    {"new", utf8(f.new_value)},
-                                    {"results", utf8(f.results)},
-                                    {"message", utf8(finding_line(f))}});
-        report.insert("findings", list);
-    }
-    return report;
+    component.insert("goal_list", goals);
+    return component;
 }
 
-void cout_json(QJsonObject const& report) {
-    std::cout << QJsonDocument(report).toJson(QJsonDocument::Indented).toStdString() << std::flush;
+QJsonArray json_findings(std::vector<finding_t> const& findings) {
+    QJsonArray list;
+    for (finding_t const& f : findings)
+        list.append(QJsonObject{{"kind", utf8(f.kind)},
+                                {"component", utf8(f.component)},
+                                {"file", utf8(f.file)},
+                                {"line", qint64(f.line)},
+                                {"tag", utf8(f.tag)},
+                                {"obligation", qint64(f.obligation)},
+                                {"goal", qint64(f.goal)},
+                                {"old", utf8(f.old_value)},
+                                {"new", utf8(f.new_value)},
+                                {"results", utf8(f.results)},
+                                {"message", utf8(finding_line(f))}});
+    return list;
+}
+
+// `text` with `indent` before each of its lines, without its last line end.
+void write_indented(std::ostream& out, QByteArray const& text, char const* indent) {
+    int start = 0;
+    while (start < text.size()) {
+        int end = text.indexOf('\n', start);
+        if (end < 0)
+            end = text.size();
+        if (start > 0)
+            out << '\n';
+        out << indent;
+        out.write(text.constData() + start, end - start);
+        start = end + 1;
+    }
+}
+
+} // namespace
+
+void write_json(std::ostream& out, std::string const& project, collection_t const& collected,
+                pos::metrics_t const& total, std::vector<finding_t> const* findings) {
+    // One component at a time, each as Qt writes it inside the document: the
+    // goals of a large project never stand in memory as JSON all at once.
+    // "components" is the first key in order, so the rest follows it.
+    out << "{\n    \"components\": [\n";
+    for (std::size_t i = 0; i < collected.components.size(); ++i) {
+        write_indented(
+            out,
+            QJsonDocument(json_component(collected.components[i])).toJson(QJsonDocument::Indented),
+            "        ");
+        out << (i + 1 < collected.components.size() ? ",\n" : "\n");
+    }
+    out << "    ],\n";
+    QJsonObject rest{{"report", "prooftally"},
+                     {"version", 2},
+                     {"project", utf8(project)},
+                     {"database", utf8(collected.database)},
+                     {"total", json_metrics(total)}};
+    if (findings)
+        rest.insert("findings", json_findings(*findings));
+    QByteArray const text = QJsonDocument(rest).toJson(QJsonDocument::Indented);
+    out.write(text.constData() + 2, text.size() - 2); // after its "{\n"
+    out.flush();
 }

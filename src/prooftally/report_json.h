@@ -5,21 +5,17 @@
 
 #include "prooftally/collect.h"
 
-#include <QJsonObject>
-
+#include <ostream>
 #include <string>
 #include <vector>
 
 struct finding_t;
 
-// The report as a JSON object; `total` is the sum of the components. Every
-// component lists its goals (collected with them); with `findings`, what the
-// gates found is part of the report.
-QJsonObject json_report(std::string const& project, collection_t const& collected,
-                        pos::metrics_t const& total, std::vector<finding_t> const* findings);
-
-// Writes `report` to standard output.
-void cout_json(QJsonObject const& report);
+// Writes the report as one JSON document; `total` is the sum of the
+// components. Every component lists its goals (collected with them); with
+// `findings`, what the gates found is part of the report.
+void write_json(std::ostream& out, std::string const& project, collection_t const& collected,
+                pos::metrics_t const& total, std::vector<finding_t> const* findings);
 
 // The word that names how a PO file was read: "read", "missing", "malformed".
 char const* po_file_state_word(pos::po_read_t state);

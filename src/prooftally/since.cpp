@@ -206,9 +206,9 @@ goal_comparison_t compare_goals(baseline_t const& baseline, collection_t const& 
         for (named_goal_t const& g : named_goals(c)) {
             pos::goal_detail_t const& goal = *g.goal;
             std::string const status = pos::strOfProofStatus(goal.status).toStdString();
-            finding_t f{"lost",      c.name,  c.path, goal.line, goal.tag, goal.obligation,
-                        goal.number, g.label, {},     status,    {}};
-            auto const was = old ? old->goals.find(g.key) : decltype(old->goals.end()){};
+            finding_t f{"lost",      c.name,    c.path, goal.line, goal.tag, goal.obligation,
+                        goal.number, g.label(), {},     status,    {}};
+            auto const was = old ? old->goals.find(f.label) : decltype(old->goals.end()){};
             if (!old || was == old->goals.end()) {
                 ++result.added;
                 if (goal.status != pos::PROVED) {
