@@ -146,7 +146,8 @@ std::optional<baseline_t> load_baseline(std::string const& path, std::string& er
     if (result.version != 1 && result.version != 2) {
         QByteArray const written =
             QJsonDocument(QJsonArray{version}).toJson(QJsonDocument::Compact);
-        error = "version " + written.mid(1, written.size() - 2).toStdString() + " not known";
+        error = "prooftally JSON report version " +
+                written.mid(1, written.size() - 2).toStdString() + " not known";
         return std::nullopt;
     }
     if (!report.value("components").isArray())
