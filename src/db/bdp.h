@@ -14,8 +14,9 @@ std::string po_file_path(std::string const& bdp, std::string const& name);
 
 // The components that bdp/project.db lists (UTF-8), in file order, duplicates
 // included; those read before the error when the database cannot be read or
-// parsed, and then `error`, when given, receives "path:line:column:message".
+// parsed, and then `error`, when given, receives "path:line:column:message";
+// `unopened`, when given, tells a file that could not be opened at all.
 std::list<std::string> component_names(std::string const& bdp, std::string const& project,
-                                       std::string* error = nullptr);
+                                       std::string* error = nullptr, bool* unopened = nullptr);
 
 #endif

@@ -18,6 +18,9 @@ int main(int argc, char* argv[]) {
     case parse_t::help:
         write_usage(stdout);
         return 0;
+    case parse_t::version:
+        std::puts("pomaint " PROOFTALLY_VERSION);
+        return 0;
     case parse_t::usage_error:
         write_usage(stderr);
         return EXIT_TROUBLE;

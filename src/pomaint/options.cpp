@@ -6,6 +6,9 @@
 
 namespace {
 
+// --version has no short letter.
+constexpr int OPT_VERSION = 256;
+
 bool usage_error(char const* reason) {
     std::fprintf(stderr, "pomaint: %s\n", reason);
     return false;
@@ -56,6 +59,7 @@ parse_t parse_command_line(int argc, char* argv[], options_t& options) {
         {"dry-run", no_argument, nullptr, 'n'},
         {"help", no_argument, nullptr, 'h'},
         {"project", required_argument, nullptr, 'p'},
+        {"version", no_argument, nullptr, OPT_VERSION},
         {nullptr, 0, nullptr, 0},
     };
     bool bdp_given = false;
@@ -78,6 +82,8 @@ parse_t parse_command_line(int argc, char* argv[], options_t& options) {
             break;
         case 'h':
             return parse_t::help;
+        case OPT_VERSION:
+            return parse_t::version;
         default:
             return parse_t::usage_error;
         }

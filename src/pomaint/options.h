@@ -24,7 +24,7 @@ struct options_t {
     bool dry_run = false;
 };
 
-enum class parse_t { run, help, usage_error };
+enum class parse_t { run, help, version, usage_error };
 
 // Reads argv with getopt_long. On a usage error the reason has been written to
 // standard error (by the option parser or here); the caller adds the usage.

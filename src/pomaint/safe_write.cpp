@@ -5,11 +5,68 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 namespace {
+
+// The temporary file that a signal ending the process must not leave behind.
+// A handler may call only async-signal-safe functions, so the path is
+// prepared here before the file exists, and it is global because a handler
+// has no other way to reach it. One replacement at a time is pending.
+char pending[4096];
+volatile std::sig_atomic_t armed = 0;
+
+constexpr int STOPPING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+
+extern "C" void remove_pending(int sig) {
+    if (armed)
+        ::unlink(pending);
+    // The default action then ends the process as the signal meant to.
+    ::signal(sig, SIG_DFL);
+    ::raise(sig);
+}
+
+void add_signals(sigset_t& set) {
+    ::sigemptyset(&set);
+    for (int sig : STOPPING_SIGNALS)
+        ::sigaddset(&set, sig);
+}
+
+// Installs the handler once, except for a signal the process ignores (as
+// under nohup), which it keeps ignoring.
+void handle_signals() {
+    static bool const installed = [] {
+        struct sigaction action {};
+        action.sa_handler = remove_pending;
+        add_signals(action.sa_mask);
+        for (int sig : STOPPING_SIGNALS) {
+            struct sigaction old {};
+            if (::sigaction(sig, nullptr, &old) == 0 && old.sa_handler != SIG_IGN)
+                ::sigaction(sig, &action, nullptr);
+        }
+        return true;
+    }();
+    (void)installed;
+}
+
+// While it lives, the signals wait: the pending path changes hands whole.
+class signals_held_t {
+public:
+    signals_held_t() {
+        sigset_t set;
+        add_signals(set);
+        ::sigprocmask(SIG_BLOCK, &set, &old);
+    }
+    ~signals_held_t() { ::sigprocmask(SIG_SETMASK, &old, nullptr); }
+    signals_held_t(signals_held_t const&) = delete;
+    signals_held_t& operator=(signals_held_t const&) = delete;
+
+private:
+    sigset_t old;
+};
 
 std::string directoryOf(std::string const& path) {
     const std::string::size_type slash = path.rfind('/');
@@ -25,8 +82,10 @@ replacement_t::replacement_t(std::string path_, std::string temp_, struct stat c
 replacement_t::~replacement_t() {
     if (out)
         std::fclose(out);
+    signals_held_t const held;
     if (!committed)
         ::unlink(temp.c_str());
+    armed = 0;
 }
 
 std::unique_ptr<replacement_t> replacement_t::begin(std::string const& path, std::string& error) {
@@ -48,9 +107,22 @@ std::unique_ptr<replacement_t> replacement_t::begin(std::string const& path, std
     const std::string::size_type slash = path.rfind('/');
     const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
     std::string temp = directoryOf(path) + "." + base + ".XXXXXX";
+    if (temp.size() >= sizeof pending) {
+        error = std::strerror(ENAMETOOLONG);
+        return nullptr;
+    }
     std::vector<char> name(temp.begin(), temp.end());
     name.push_back('\0');
-    const int fd = ::mkostemp(name.data(), O_CLOEXEC);
+    handle_signals();
+    int fd;
+    {
+        signals_held_t const held;
+        fd = ::mkostemp(name.data(), O_CLOEXEC);
+        if (fd >= 0) {
+            std::memcpy(pending, name.data(), name.size());
+            armed = 1;
+        }
+    }
     if (fd < 0) {
         error = std::strerror(errno);
         return nullptr;
@@ -60,7 +132,9 @@ std::unique_ptr<replacement_t> replacement_t::begin(std::string const& path, std
     if (!out) {
         error = std::strerror(errno);
         ::close(fd);
+        signals_held_t const held;
         ::unlink(temp.c_str());
+        armed = 0;
         return nullptr;
     }
     return std::unique_ptr<replacement_t>(new replacement_t(path, temp, status, out));
@@ -87,13 +161,18 @@ bool replacement_t::commit(std::string& error) {
         error = std::strerror(errno);
         ok = false;
     }
-    if (ok && ::rename(temp.c_str(), path.c_str()) != 0) {
-        error = std::strerror(errno);
-        ok = false;
+    if (ok) {
+        signals_held_t const held;
+        if (::rename(temp.c_str(), path.c_str()) != 0) {
+            error = std::strerror(errno);
+            ok = false;
+        } else {
+            committed = true;
+            armed = 0;
+        }
     }
     if (!ok)
         return false;
-    committed = true;
     // The rename itself reaches the disk with the directory.
     const int dir = ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (dir >= 0) {

@@ -13,7 +13,8 @@
 
 // The new content of one file, written to a temporary file beside it. Until
 // commit() succeeds the original is untouched; dropping the object unlinks the
-// temporary file.
+// temporary file, and so does SIGINT, SIGTERM or SIGHUP before the signal
+// ends the process. One replacement at a time.
 class replacement_t {
 public:
     // Null, with `error` set, when the file may not be replaced: it cannot be

@@ -40,6 +40,9 @@ void countComponents(Work& work) {
         component_t& c = work.components[i];
         try {
             c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr);
+            // The XML reader's line, column and message for a malformed file
+            // go to c.error_line, c.error_column and c.error_reason here once
+            // the count hands them out; until then the file is named whole.
         } catch (pos::unknown_status_error const& e) {
             work.unknown[i] = {c.path, e.line, e.value};
             failAt(work, i);
@@ -59,12 +62,16 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project,
     collection_t result;
     result.database = database_path(bdp, project);
     std::string error;
-    for (std::string& name : component_names(bdp, project, &error)) {
+    bool unopened = false;
+    for (std::string& name : component_names(bdp, project, &error, &unopened)) {
         result.components.emplace_back();
         result.components.back().path = po_file_path(bdp, name);
         result.components.back().name = std::move(name);
     }
-    result.database_read = error.empty();
+    result.database_state = unopened                    ? database_state_t::missing
+                            : !error.empty()            ? database_state_t::malformed
+                            : result.components.empty() ? database_state_t::empty
+                                                        : database_state_t::read;
     Work work{result.components, goals, {}, {}};
     work.errors.resize(result.components.size());
     work.unknown.resize(result.components.size());

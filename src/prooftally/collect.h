@@ -15,6 +15,10 @@ struct component_t {
     pos::po_read_t read = pos::po_read_t::unopened;
     pos::metrics_t metrics;                // all zero when the file was not read
     std::vector<pos::goal_detail_t> goals; // only when asked for
+    // Where the XML reader stopped in a PO file that is not well-formed, when
+    // known: line 0 means the file as a whole.
+    long long error_line = 0, error_column = 0;
+    std::string error_reason;
 };
 
 using component_list_t = std::vector<component_t>;
@@ -26,9 +30,14 @@ struct unknown_status_t {
     std::string value;
 };
 
+// How the project database was read: missing (cannot be opened), malformed
+// (not well-formed XML; the components read before the error are listed),
+// empty (read, but it lists no component).
+enum class database_state_t { read, missing, malformed, empty };
+
 struct collection_t {
     std::string database; // its path
-    bool database_read = false;
+    database_state_t database_state = database_state_t::missing;
     component_list_t components;
     // The first PO file in database order that holds a status value outside
     // the vocabulary. Collection stops there and the run must not report.

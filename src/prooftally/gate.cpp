@@ -3,7 +3,6 @@
 #include "prooftally/report_json.h"
 
 #include <cstdio>
-#include <iostream>
 #include <sstream>
 
 std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word) {
@@ -70,26 +69,6 @@ std::string results_text(pos::goal_detail_t const& goal) {
     return text;
 }
 
-finding_t goal_finding(char const* kind, component_t const& c, named_goal_t const& g) {
-    finding_t f{kind,
-                c.name,
-                c.path,
-                g.goal->line,
-                g.goal->tag,
-                g.goal->obligation,
-                g.goal->number,
-                g.label(),
-                {},
-                word(g.goal->status),
-                results_text(*g.goal)};
-    return f;
-}
-
-finding_t file_finding(component_t const& c) {
-    char const* state = po_file_state_word(c.read);
-    return {state, c.name, c.path, 0, {}, 0, 0, {}, {}, state, {}};
-}
-
 // The --fail-on word of a status.
 char const* kind_of(pos::status_t status) {
     char const* const words[] = {"unproved", "unknown", "unreliable", "proved", "disproved"};
@@ -104,32 +83,72 @@ bool wanted(fail_on_t const& which, pos::status_t status) {
 
 } // namespace
 
+finding_t goal_finding(component_t const& c, std::size_t at, named_goal_t const& g) {
+    finding_t f;
+    f.kind = kind_of(g.goal->status);
+    f.component = c.name;
+    f.file = c.path;
+    f.line = g.goal->line;
+    f.tag = g.goal->tag;
+    f.obligation = g.goal->obligation;
+    f.goal = g.goal->number;
+    f.label = g.label();
+    f.new_value = word(g.goal->status);
+    f.results = results_text(*g.goal);
+    f.at = at;
+    return f;
+}
+
+finding_t file_finding(component_t const& c, std::size_t at) {
+    finding_t f;
+    f.kind = f.new_value = po_file_state_word(c.read);
+    f.component = c.name;
+    f.file = c.path;
+    f.at = at;
+    if (c.read == pos::po_read_t::malformed) {
+        f.line = c.error_line;
+        f.column = c.error_column;
+        f.note = c.error_reason;
+    }
+    return f;
+}
+
 void select(fail_on_t const& which, collection_t const& collected,
             std::function<void(finding_t const&)> const& found) {
-    for (component_t const& c : collected.components) {
+    for (std::size_t at = 0; at < collected.components.size(); ++at) {
+        component_t const& c = collected.components[at];
         if ((which.missing && c.read == pos::po_read_t::unopened) ||
             (which.malformed && c.read == pos::po_read_t::malformed))
-            found(file_finding(c));
+            found(file_finding(c, at));
         for (named_goal_t const& g : named_goals(c))
             if (wanted(which, g.goal->status))
-                found(goal_finding(kind_of(g.goal->status), c, g));
+                found(goal_finding(c, at, g));
     }
 }
 
-std::string goal_key(std::string const& tag, std::uint32_t occurrence, std::uint32_t obligation,
-                     std::uint32_t number) {
+std::string obligation_key(std::string const& tag, std::uint32_t occurrence,
+                           std::uint32_t obligation) {
     std::string key = tag.empty() ? "obligation " + std::to_string(obligation) : quoted(tag);
     if (!tag.empty() && occurrence > 1)
         key += " #" + std::to_string(occurrence);
-    return key + " goal " + std::to_string(number);
+    return key;
+}
+
+std::string goal_key(std::string const& obligation, std::uint32_t number) {
+    return obligation + " goal " + std::to_string(number);
+}
+
+std::string named_goal_t::obligation() const {
+    return obligation_key(goal->tag, tag_occurrence, goal->obligation);
 }
 
 std::string named_goal_t::label() const {
-    return goal_key(goal->tag, tag_occurrence, goal->obligation, goal->number);
+    return goal_key(obligation(), goal->number);
 }
 
 std::vector<named_goal_t> named_goals(component_t const& component) {
     std::vector<named_goal_t> named;
+    named.reserve(component.goals.size());
     std::map<std::string, std::uint32_t> tags; // obligations seen per tag
     std::uint32_t obligation = 0, occurrence = 0;
     for (pos::goal_detail_t const& g : component.goals) {
@@ -142,50 +161,50 @@ std::vector<named_goal_t> named_goals(component_t const& component) {
     return named;
 }
 
-std::string finding_line(finding_t const& f) {
+std::string finding_text(finding_t const& f) {
     if (f.kind == "database")
-        return f.file + ": " + f.new_value;
+        return f.new_value;
+    std::string const after = f.results.empty() ? "" : " (" + f.results + ")";
+    if (f.kind == "gone")
+        return "no longer in the project" + after;
+    if (f.kind == "counts")
+        return f.results;
+    std::string text = f.goal ? f.label + ": " : "PO file ";
+    if (!f.old_value.empty())
+        text += f.old_value + " -> ";
+    if (f.goal) {
+        text += f.new_value + after;
+        return f.note.empty() ? text : text + " (" + f.note + ")";
+    }
+    text += f.new_value == "malformed" ? "not well-formed XML" : f.new_value;
+    if (!f.note.empty())
+        text += ": " + f.note;
+    return f.results.empty() ? text : text + ", " + f.results;
+}
+
+std::string finding_line(finding_t const& f) {
     std::string line = f.file;
     if (f.line > 0)
         line += ':' + std::to_string(f.line);
-    line += ": " + f.component + ": ";
-    if (f.kind == "gone")
-        return line + "no longer in the project";
-    if (!f.goal) {
-        line += "PO file ";
-        if (!f.old_value.empty())
-            line += f.old_value + " -> ";
-        return line + (f.new_value == "malformed" ? "not well-formed" : f.new_value);
-    }
-    line += f.label + ": ";
-    if (!f.old_value.empty())
-        line += f.old_value + " -> ";
-    line += f.new_value;
-    return f.results.empty() ? line : line + " (" + f.results + ")";
+    if (f.line > 0 && f.column > 0)
+        line += ':' + std::to_string(f.column);
+    if (f.kind != "database")
+        line += ": " + f.component;
+    return line + ": " + finding_text(f);
 }
 
 std::optional<finding_t> database_failure(collection_t const& collected) {
-    finding_t f{"database", {}, collected.database, 0, {}, 0, 0, {}, {}, {}, {}};
-    if (!collected.database_read)
-        f.new_value = "the project database cannot be read";
-    else if (collected.components.empty())
-        f.new_value = "the project database lists no component";
-    else
+    finding_t f;
+    f.kind = "database";
+    f.file = collected.database;
+    switch (collected.database_state) {
+    case database_state_t::read:
         return std::nullopt;
+    case database_state_t::empty:
+        f.new_value = "the project database lists no component";
+        break;
+    default:
+        f.new_value = "the project database cannot be read";
+    }
     return f;
-}
-
-std::vector<finding_t> failures(fail_on_t const& fail_on, collection_t const& collected) {
-    std::vector<finding_t> found;
-    if (fail_on.missing)
-        if (auto database = database_failure(collected))
-            found.push_back(*database);
-    select(fail_on, collected, [&found](finding_t const& f) { found.push_back(f); });
-    return found;
-}
-
-bool report_findings(std::vector<finding_t> const& findings) {
-    for (finding_t const& f : findings)
-        std::cerr << finding_line(f) << '\n';
-    return !findings.empty();
 }

@@ -1,7 +1,7 @@
-// The checks a build can fail on, run on the collected records after the
-// report is written: goal statuses and PO files named by --fail-on, and proofs
-// lost since an earlier JSON report (--since); and the goal listing (--goals).
-// What they find names each goal where it lies, FILE:LINE.
+// The checks a build can fail on, run on the collected records: goal
+// statuses and PO files named by --fail-on, and proofs lost since an earlier
+// JSON report (--since); and the goal listing (--goals). What they find names
+// each goal where it lies, FILE:LINE.
 #ifndef GATE_H
 #define GATE_H
 
@@ -22,6 +22,7 @@ struct fail_on_t {
     bool malformed = false;
     bool all = false; // every goal, whatever its status
     bool any_goal() const { return unproved || unreliable || disproved || all; }
+    bool any() const { return any_goal() || missing || malformed; }
 };
 
 // Parses a comma-separated list of the words above (and "all" when
@@ -37,38 +38,55 @@ struct named_goal_t {
     // "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1": the same
     // for the same goal in two runs.
     std::string label() const;
+    std::string obligation() const; // the label without " goal N"
 };
 std::vector<named_goal_t> named_goals(component_t const& component);
-// The key and label of a goal, from what names it.
-std::string goal_key(std::string const& tag, std::uint32_t occurrence, std::uint32_t obligation,
-                     std::uint32_t number);
+// The name of an obligation, and of a goal in it.
+std::string obligation_key(std::string const& tag, std::uint32_t occurrence,
+                           std::uint32_t obligation);
+std::string goal_key(std::string const& obligation, std::uint32_t number);
 
 // One thing a gate found.
 struct finding_t {
-    std::string kind; // unproved, unreliable, disproved, missing, malformed, database;
-                      // since a baseline: lost, new, gone
+    // --fail-on: unproved, unreliable, disproved (a goal), missing, malformed
+    // (a PO file); since a baseline: lost, new (a goal), missing, malformed
+    // (a PO file), counts (a component, by its counts), gone (a component no
+    // longer listed); either: database.
+    std::string kind;
     std::string component, file;
-    long long line = 0; // 0 for the file as a whole
+    long long line = 0, column = 0; // 0: the file as a whole
     std::string tag;
     std::uint32_t obligation = 0, goal = 0; // 0: not about one goal
     std::string label;                      // of the goal
     std::string old_value, new_value;       // statuses, or PO file states
-    std::string results; // results that lost their proof, "Induct: Proved -> Unproved"
+    // Results, those that lost their proof ("Induct: Proved -> Unproved"), or
+    // counts that moved the wrong way ("proved 4 -> 3").
+    std::string results;
+    // Said after the rest: "goals renumbered: 3 -> 4", or why a PO file is
+    // not well-formed.
+    std::string note;
+    bool since = false; // found against the baseline
+    // The component's position in the run; components that only the baseline
+    // lists come after the others.
+    std::size_t at = 0;
 };
 
-// The finding as a line for editors and CI annotators: FILE:LINE: what.
+// The finding as a line for editors and CI annotators: FILE:LINE: what;
+// what it says, without the place and the component.
 std::string finding_line(finding_t const& finding);
+std::string finding_text(finding_t const& finding);
 
-// What --fail-on finds, in database order; with `missing`, a project database
-// that cannot be read or lists no component too.
-std::vector<finding_t> failures(fail_on_t const& fail_on, collection_t const& collected);
+// A goal, and a PO file as a whole (how it was read now), as --goals names
+// them.
+finding_t goal_finding(component_t const& component, std::size_t at, named_goal_t const& goal);
+finding_t file_finding(component_t const& component, std::size_t at);
 
 // The finding about the project database when it cannot be read or lists no
 // component.
 std::optional<finding_t> database_failure(collection_t const& collected);
 
 // Calls `found` on each goal and PO file of `collected` that `which` names, in
-// database and file order (what --goals lists).
+// database and file order (what --fail-on finds and --goals lists).
 void select(fail_on_t const& which, collection_t const& collected,
             std::function<void(finding_t const&)> const& found);
 
@@ -83,15 +101,18 @@ struct baseline_component_t {
     std::string name;
     std::string po_file, po_file_state;
     long long proved = 0, unproved = 0, unreliable = 0, disproved = 0;
-    std::map<std::string, baseline_goal_t> goals; // by named_goal_t::key; version 2 only
+    std::map<std::string, baseline_goal_t> goals;     // by goal_key; version 2 only
+    std::map<std::string, std::uint32_t> obligations; // goals per obligation_key
 };
 
 struct baseline_t {
     int version = 1;
+    long long goals = 0, proved = 0; // of its total
     std::vector<baseline_component_t> components;
 };
 
-// Reads the JSON report at `path`. On failure returns nothing and sets `error`.
+// Reads the JSON report at `path`. On failure returns nothing and sets `error`
+// to why it cannot be used.
 std::optional<baseline_t> load_baseline(std::string const& path, std::string& error);
 
 // A counter that moved the wrong way since the baseline.
@@ -104,6 +125,8 @@ struct delta_t {
 // baseline order.
 struct regression_t {
     std::string component;
+    std::size_t at = 0; // as in finding_t
+    std::string po_file;
     bool gone = false; // no longer listed: `deltas` holds its proved count only
     // How its PO file was read then and now; they differ only when the file
     // became missing or malformed.
@@ -113,7 +136,11 @@ struct regression_t {
 
 // Compares the run's counts with the baseline's; components are matched by
 // name, a repeated name occurrence by occurrence.
-std::vector<regression_t> regressions(baseline_t const& baseline, collection_t const& collected);
+std::vector<regression_t> regressions(baseline_t const& baseline, collection_t const& collected,
+                                      std::string const& bdp);
+
+// The count comparison as findings, for a baseline without goals.
+std::vector<finding_t> count_findings(std::vector<regression_t> const& lost);
 
 // Compares a version 2 baseline goal by goal: every goal that lost a proof,
 // became disproved or is new and not proved, every PO file now missing or
@@ -123,10 +150,5 @@ struct goal_comparison_t {
     std::size_t compared = 0, vanished = 0, added = 0;
 };
 goal_comparison_t compare_goals(baseline_t const& baseline, collection_t const& collected);
-
-// Writes each finding's line to standard error; true when there is one.
-bool report_findings(std::vector<finding_t> const& findings);
-// Names every component of `found` on standard error; true when there is one.
-bool regressed(std::vector<regression_t> const& found);
 
 #endif

@@ -1,10 +1,11 @@
 // prooftally: counts the proof obligations of a project's components and
-// writes one report (text, HTML, CSV, JSON or the dashboard page) to standard
-// output.
+// writes one report (text, HTML, CSV, JSON, JUnit or the dashboard page) to
+// standard output.
 #include "prooftally/collect.h"
-#include "prooftally/gate.h"
+#include "prooftally/model.h"
 #include "prooftally/report_dashboard.h"
 #include "prooftally/report_json.h"
+#include "prooftally/report_junit.h"
 #include "prooftally/reports.h"
 
 #include <getopt.h>
@@ -16,10 +17,18 @@
 
 namespace {
 
-enum class format_t { unset, text, html, csv, json, dashboard, goals };
+enum class format_t { unset, text, html, csv, json, dashboard, goals, junit };
 
 // Long options without a short letter.
-enum long_only_t { OPT_JSON = 256, OPT_FAIL_ON, OPT_SINCE, OPT_DASHBOARD, OPT_GOALS };
+enum long_only_t {
+    OPT_JSON = 256,
+    OPT_FAIL_ON,
+    OPT_SINCE,
+    OPT_DASHBOARD,
+    OPT_GOALS,
+    OPT_JUNIT,
+    OPT_VERSION
+};
 
 void cout_usage() {
     std::cout << "prooftally [-H | -C ] -b bdp -p project [-h]\n"
@@ -35,8 +44,10 @@ void cout_usage() {
                  "\t\tPrints this and exits with error code\n";
 }
 
-void cout_report(format_t format, component_list_t const& components, pos::metrics_t const& total) {
+void cout_report(format_t format, report_t const& report) {
     std::ostream& out = std::cout;
+    component_list_t const& components = report.collected.components;
+    pos::metrics_t const& total = report.total;
     switch (format) {
     case format_t::text:
         cout_pretty_print(out, components, total);
@@ -54,9 +65,37 @@ void cout_report(format_t format, component_list_t const& components, pos::metri
             cout_csv_metrics(out, c.name, c.metrics, total);
         cout_csv_metrics(out, "TOTAL", total, total);
         break;
+    case format_t::json:
+        write_json(out, report);
+        break;
+    case format_t::dashboard:
+        write_dashboard(out, report);
+        break;
+    case format_t::junit:
+        write_junit(out, report);
+        break;
     default:
         break;
     }
+}
+
+// What the gates found, on standard error: each finding where it lies, then
+// the comparison's summary. True when the run fails.
+bool cerr_findings(report_t const& report) {
+    for (finding_t const& f : report.findings)
+        std::cerr << finding_line(f) << '\n';
+    if (report.since && report.since->regressions) {
+        since_t const& since = *report.since;
+        std::cerr << "prooftally: " << since.regressions
+                  << (since.regressions == 1 ? " regression" : " regressions") << " since "
+                  << since.path;
+        if (since.version == 1)
+            std::cerr << " (by counts)\n";
+        else
+            std::cerr << " (" << since.compared << " goals compared, " << since.vanished
+                      << " vanished, " << since.added << " new)\n";
+    }
+    return !report.findings.empty();
 }
 
 // Why the options given are no run, for the option parser's kind of message.
@@ -80,6 +119,8 @@ int main(int argc, char* argv[]) {
         {"since", required_argument, nullptr, OPT_SINCE},
         {"dashboard", no_argument, nullptr, OPT_DASHBOARD},
         {"goals", required_argument, nullptr, OPT_GOALS},
+        {"junit", no_argument, nullptr, OPT_JUNIT},
+        {"version", no_argument, nullptr, OPT_VERSION},
         {nullptr, 0, nullptr, 0},
     };
 
@@ -103,6 +144,12 @@ int main(int argc, char* argv[]) {
         case OPT_DASHBOARD:
             format = format_t::dashboard;
             break;
+        case OPT_JUNIT:
+            format = format_t::junit;
+            break;
+        case OPT_VERSION:
+            std::cout << "prooftally " PROOFTALLY_VERSION "\n";
+            return 0;
         case OPT_FAIL_ON:
             if (auto const parsed = parse_fail_on(optarg)) {
                 fail_on = *parsed;
@@ -143,24 +190,27 @@ int main(int argc, char* argv[]) {
 
     // The baseline is read first, so that a run that cannot use it writes
     // nothing.
-    baseline_t baseline;
+    std::optional<baseline_t> baseline;
     if (since) {
         std::string error;
-        auto loaded = load_baseline(*since, error);
-        if (!loaded) {
-            std::cerr << "prooftally: " << *since << ": " << error << '\n';
+        baseline = load_baseline(*since, error);
+        if (!baseline) {
+            std::cerr << *since << ": " << error << '\n';
             return 2;
         }
-        baseline = std::move(*loaded);
+        if (baseline->version == 1)
+            std::cerr << "prooftally: " << *since
+                      << " lists no goals (a version 1 report): compared by counts only\n";
     }
 
     // Everything is collected before anything is written, so that a run that
     // stops leaves standard output empty. Goals are listed only when needed.
     bool const by_goal = format == format_t::json || format == format_t::goals ||
-                         fail_on.any_goal() || (since && baseline.version == 2);
-    collection_t const collected = collect_metrics(bdp, project, by_goal);
+                         format == format_t::junit || fail_on.any_goal() ||
+                         (baseline && baseline->version == 2);
+    collection_t collected = collect_metrics(bdp, project, by_goal);
     if (auto const& unknown = collected.unknown_status) {
-        std::cerr << "prooftally: " << unknown->path;
+        std::cerr << unknown->path;
         if (unknown->line > 0)
             std::cerr << ':' << unknown->line << ": unknown proof status value \"" << unknown->value
                       << "\"\n";
@@ -168,41 +218,15 @@ int main(int argc, char* argv[]) {
             std::cerr << ": unknown proof status value\n";
         return 1;
     }
-    pos::metrics_t total;
-    for (component_t const& component : collected.components)
-        add_to_total(total, component.metrics);
-
-    // What the gates find, for standard error and the JSON report.
-    std::vector<finding_t> findings = failures(fail_on, collected);
-    std::vector<regression_t> lost;
-    goal_comparison_t goals;
-    if (since) {
-        if (auto database = database_failure(collected); database && !fail_on.missing)
-            findings.push_back(*database);
-        lost = regressions(baseline, collected);
-        if (baseline.version == 2)
-            goals = compare_goals(baseline, collected);
-        for (finding_t const& f : goals.findings)
-            findings.push_back(f);
-    }
-    bool const gated = since || fail_on.any_goal() || fail_on.missing || fail_on.malformed;
-    if (format == format_t::json)
-        write_json(std::cout, project, collected, total, gated ? &findings : nullptr);
-    else if (format == format_t::dashboard)
-        write_dashboard(std::cout, bdp, project, collected, total, since ? &lost : nullptr,
-                        since && baseline.version == 2 ? &goals.findings : nullptr);
-    else if (format == format_t::goals)
-        select(listed, collected, [](finding_t const& f) { std::cout << finding_line(f) << '\n'; });
+    report_t const report = build_report(bdp, project, std::move(collected), fail_on,
+                                         baseline ? &*baseline : nullptr, since.value_or(""));
+    baseline.reset();
+    if (format == format_t::goals)
+        select(listed, report.collected,
+               [](finding_t const& f) { std::cout << finding_line(f) << '\n'; });
     else
-        cout_report(format, collected.components, total);
+        cout_report(format, report);
 
     // Every finding is named before the run fails.
-    bool failed = report_findings(findings);
-    if (since && baseline.version == 1)
-        failed = regressed(lost) || failed;
-    if (!goals.findings.empty())
-        std::cerr << "prooftally: " << goals.findings.size() << " regressions since " << *since
-                  << " (" << goals.compared << " goals compared, " << goals.vanished
-                  << " vanished, " << goals.added << " new)\n";
-    return failed ? 3 : 0;
+    return cerr_findings(report) ? 3 : 0;
 }

@@ -1,7 +1,5 @@
 #include "prooftally/report_dashboard.h"
 
-#include "db/bdp.h"
-
 #include <QString>
 #include <QVector>
 
@@ -39,6 +37,9 @@ code{overflow-wrap:anywhere}
 .facts a{color:inherit}
 .mark{display:inline-block;white-space:nowrap;margin-left:.4em;padding:0 .3em;border-radius:3px;font-size:.8rem;background:#fff3e0}
 .none{color:var(--mute);font-style:italic;font-size:.85rem}
+.alarm{border:2px solid var(--dis);background:#fff3e0;padding:.4rem .6rem;font-weight:bold}
+.was{color:var(--mute)}
+tr.line td{text-align:left;border-bottom:0;padding-top:0;font-size:.85rem}
 table{border-collapse:collapse;width:100%}
 th,td{padding:.25rem .4rem;border-bottom:1px solid var(--line);text-align:right;vertical-align:middle}
 thead th{border-bottom:2px solid var(--ink);white-space:nowrap}
@@ -178,16 +179,40 @@ void write_fact(std::ostream& out, collection_t const& collected, char const* wh
     out << (count ? "<li class=\"warn\">\u26a0 " : "<li>") << what << ": " << count << "</li>";
 }
 
-void write_header(std::ostream& out, std::string const& bdp, std::string const& project,
-                  collection_t const& collected, pos::metrics_t const& total,
-                  std::vector<regression_t> const* lost) {
+char const* database_problem(database_state_t state) {
+    switch (state) {
+    case database_state_t::missing:
+        return "cannot be read: no component is shown";
+    case database_state_t::malformed:
+        return "is not well-formed XML: only the components listed before the error are shown";
+    case database_state_t::empty:
+        return "lists no component";
+    default:
+        return nullptr;
+    }
+}
+
+void write_header(std::ostream& out, report_t const& report) {
+    collection_t const& collected = report.collected;
+    pos::metrics_t const& total = report.total;
     out << "<header>\n<p class=\"kicker\">prooftally \u00b7 proof obligations of the project</p>\n"
-        << "<h1>" << html_name(project) << "</h1>\n"
-        << "<p class=\"db\">Project database <code>" << html_text(database_path(bdp, project))
-        << "</code></p>\n<div class=\"share\"><span class=\"big\">"
+        << "<h1>" << html_name(report.project) << "</h1>\n"
+        << "<p class=\"db\">Project database <code>" << html_text(collected.database)
+        << "</code></p>\n";
+    if (char const* problem = database_problem(collected.database_state))
+        out << "<p class=\"alarm\">\u26a0 The project database <code>"
+            << html_text(collected.database) << "</code> " << problem << ".</p>\n";
+    out << "<div class=\"share\"><span class=\"big\">"
         << (total.nb_po ? percent(total.nb_proved, total.nb_po) : "\u2013")
         << "</span><span>of the goals proved (" << total.nb_proved << " of " << total.nb_po
-        << ")</span></div>\n";
+        << ")</span>";
+    if (report.since)
+        out << "<span class=\"was\">baseline: "
+            << (report.since->goals ? percent(std::uint64_t(report.since->proved),
+                                              std::uint64_t(report.since->goals))
+                                    : "\u2013")
+            << " (" << report.since->proved << " of " << report.since->goals << ")</span>";
+    out << "</div>\n";
     write_bar(out, goal_segments(total), "100%", " top");
     out << "\n<ul class=\"key\">";
     char const* const words[] = {"proved", "unreliably proved", "unproved", "disproved"};
@@ -208,54 +233,83 @@ void write_header(std::ostream& out, std::string const& bdp, std::string const& 
                [](pos::metrics_t const&, pos::po_read_t read) {
                    return read == pos::po_read_t::malformed;
                });
-    if (lost && lost->empty())
+    std::size_t const lost = report.lost_components().size();
+    if (report.since && lost == 0)
         out << "<li>\u2713 No proof lost since the baseline</li>";
-    else if (lost)
+    else if (report.since)
         out << "<li class=\"warn\">\u26a0 <a href=\"#lost\">Components that lost proofs since "
                "the baseline</a>: "
-            << lost->size() << "</li>";
+            << lost << "</li>";
+    if (report.fail_on.any()) {
+        std::size_t const failed =
+            std::count_if(report.findings.begin(), report.findings.end(),
+                          [](finding_t const& f) { return !f.since && f.kind != "database"; });
+        out << (failed ? "<li class=\"warn\">\u26a0 " : "<li>")
+            << "<a href=\"#failed\">Failed checks</a>: " << failed << "</li>";
+    }
     out << "</ul>\n</header>\n<main>\n";
 }
 
-// One table body per component, so that the goals it lost can follow its
-// row in the same body.
-void write_lost(std::ostream& out, std::vector<regression_t> const& lost) {
+// One table body per component: its row, then the lines of what it lost.
+void write_lost(std::ostream& out, report_t const& report) {
     out << "<section id=\"lost\">\n<h2>Lost since the baseline</h2>\n";
+    std::vector<std::size_t> const lost = report.lost_components();
     if (lost.empty()) {
         out << "<p>No component lost a proof since the baseline.</p>\n</section>\n";
         return;
     }
-    out << "<p class=\"note\">Components in the baseline's order, with the counts that moved the "
-           "wrong way: before \u2192 now.</p>\n<table>\n<thead><tr><th>Component</th><th>PO "
-           "file</th><th>Proved</th><th>Unproved</th><th>Unreliable</th><th>Disproved</th></"
-           "tr></thead>\n";
+    out << "<p class=\"note\">Components in database order, then those no longer listed, with "
+           "the counts that moved the wrong way (before \u2192 now) and what each lost.</p>\n"
+           "<table>\n<thead><tr><th>Component</th><th>PO file</th><th>Proved</th><th>Unproved</"
+           "th><th>Unreliable</th><th>Disproved</th></tr></thead>\n";
     char const* const counters[] = {"proved", "unproved", "unreliable", "disproved"};
-    for (auto const& component : lost) {
-        out << "<tbody><tr" << (component.gone ? " class=\"gone\"" : "") << "><th>"
-            << html_name(component.component) << "</th>";
-        if (component.gone) {
-            out << "<td colspan=\"5\">no longer in the project (was " << component.deltas[0].before
-                << " proved)</td></tr></tbody>\n";
-            continue;
-        }
-        out << "<td>";
-        if (component.po_file_after != component.po_file_before)
-            out << component.po_file_before << " \u2192 <span class=\"mark\">"
-                << component.po_file_after << "</span>";
+    for (std::size_t const at : lost) {
+        auto const& counts = report.since->counts;
+        auto const moved = std::find_if(counts.begin(), counts.end(),
+                                        [at](regression_t const& r) { return r.at == at; });
+        auto const first = std::find_if(report.findings.begin(), report.findings.end(),
+                                        [at](finding_t const& f) { return f.since && f.at == at; });
+        out << "<tbody><tr><th>" << html_name(first->component) << "</th><td>";
+        if (first->kind == "gone")
+            out << "<span class=\"mark\">no longer listed</span>";
+        else if (moved != counts.end() && moved->po_file_after != moved->po_file_before)
+            out << moved->po_file_before << " \u2192 <span class=\"mark\">" << moved->po_file_after
+                << "</span>";
         out << "</td>";
         for (char const* counter : counters) {
-            auto const delta = std::find_if(
-                component.deltas.begin(), component.deltas.end(),
-                [counter](delta_t const& d) { return std::string(d.counter) == counter; });
-            if (delta == component.deltas.end())
+            auto const delta = moved == counts.end()
+                                   ? std::vector<delta_t>::const_iterator{}
+                                   : std::find_if(moved->deltas.begin(), moved->deltas.end(),
+                                                  [counter](delta_t const& d) {
+                                                      return d.counter == std::string(counter);
+                                                  });
+            if (moved == counts.end() || delta == moved->deltas.end())
                 out << "<td></td>";
             else
                 out << "<td class=\"hot\">" << delta->before << " \u2192 " << delta->after
                     << "</td>";
         }
-        out << "</tr></tbody>\n";
+        out << "</tr>\n";
+        for (auto f = first; f != report.findings.end(); ++f)
+            if (f->since && f->at == at)
+                out << "<tr class=\"line\"><td colspan=\"6\"><code>" << html_text(finding_line(*f))
+                    << "</code></td></tr>\n";
+        out << "</tbody>\n";
     }
     out << "</table>\n</section>\n";
+}
+
+// What --fail-on found, where it lies.
+void write_failed(std::ostream& out, report_t const& report) {
+    out << "<section id=\"failed\">\n<h2>Failed checks</h2>\n";
+    std::string lines;
+    for (finding_t const& f : report.findings)
+        if (!f.since && f.kind != "database")
+            lines += "<li><code>" + html_text(finding_line(f)) + "</code></li>\n";
+    if (lines.empty())
+        out << "<p>Nothing that --fail-on names was found.</p>\n</section>\n";
+    else
+        out << "<ul class=\"goals\">\n" << lines << "</ul>\n</section>\n";
 }
 
 char const* const GOAL_COLUMNS =
@@ -415,31 +469,15 @@ std::string html_text(std::string const& bytes) {
     return out;
 }
 
-// Each goal that lost a proof, where it lies.
-void write_lost_goals(std::ostream& out, std::vector<finding_t> const& goals) {
-    out << "<section id=\"lost-goals\">\n<h2>Goals that lost a proof</h2>\n";
-    if (goals.empty()) {
-        out << "<p>No goal lost a proof since the baseline.</p>\n</section>\n";
-        return;
-    }
-    out << "<ul class=\"goals\">\n";
-    for (finding_t const& goal : goals)
-        out << "<li><code>" << html_text(finding_line(goal)) << "</code></li>\n";
-    out << "</ul>\n</section>\n";
-}
-
-void write_dashboard(std::ostream& out, std::string const& bdp, std::string const& project,
-                     collection_t const& collected, pos::metrics_t const& total,
-                     std::vector<regression_t> const* lost,
-                     std::vector<finding_t> const* lost_goals) {
-    write_head(out, project);
-    write_header(out, bdp, project, collected, total, lost);
-    if (lost)
-        write_lost(out, *lost);
-    if (lost_goals)
-        write_lost_goals(out, *lost_goals);
-    write_components(out, collected, total);
-    write_mechanisms(out, total);
+void write_dashboard(std::ostream& out, report_t const& report) {
+    write_head(out, report.project);
+    write_header(out, report);
+    if (report.since)
+        write_lost(out, report);
+    if (report.fail_on.any())
+        write_failed(out, report);
+    write_components(out, report.collected, report.total);
+    write_mechanisms(out, report.total);
     write_legend(out);
     out << "</main>\n<script>" << SCRIPT << "</script>\n</body>\n</html>\n";
 }

@@ -5,19 +5,12 @@
 #ifndef REPORT_DASHBOARD_H
 #define REPORT_DASHBOARD_H
 
-#include "prooftally/collect.h"
-#include "prooftally/gate.h"
+#include "prooftally/model.h"
 
 #include <ostream>
 #include <string>
-#include <vector>
 
-// `lost` is null when the run has no baseline; `lost_goals` too, and when the
-// baseline does not list goals.
-void write_dashboard(std::ostream& out, std::string const& bdp, std::string const& project,
-                     collection_t const& collected, pos::metrics_t const& total,
-                     std::vector<regression_t> const* lost,
-                     std::vector<finding_t> const* lost_goals = nullptr);
+void write_dashboard(std::ostream& out, report_t const& report);
 
 // `bytes` as HTML text: markup characters escaped, bytes that are not UTF-8
 // and code points HTML does not allow replaced by U+FFFD, control characters

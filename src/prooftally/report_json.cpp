@@ -1,6 +1,6 @@
 #include "prooftally/report_json.h"
 
-#include "prooftally/gate.h"
+#include "prooftally/model.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -56,6 +56,11 @@ char const* po_file_state_word(pos::po_read_t state) {
         return "malformed";
     }
     return "missing";
+}
+
+char const* database_state_word(database_state_t state) {
+    char const* const words[] = {"read", "missing", "malformed", "empty"};
+    return words[static_cast<int>(state)];
 }
 
 namespace {
@@ -123,8 +128,8 @@ void write_indented(std::ostream& out, QByteArray const& text, char const* inden
 
 } // namespace
 
-void write_json(std::ostream& out, std::string const& project, collection_t const& collected,
-                pos::metrics_t const& total, std::vector<finding_t> const* findings) {
+void write_json(std::ostream& out, report_t const& report) {
+    collection_t const& collected = report.collected;
     // One component at a time, each as Qt writes it inside the document: the
     // goals of a large project never stand in memory as JSON all at once.
     // "components" is the first key in order, so the rest follows it.
@@ -139,11 +144,12 @@ void write_json(std::ostream& out, std::string const& project, collection_t cons
     out << "    ],\n";
     QJsonObject rest{{"report", "prooftally"},
                      {"version", 2},
-                     {"project", utf8(project)},
+                     {"project", utf8(report.project)},
                      {"database", utf8(collected.database)},
-                     {"total", json_metrics(total)}};
-    if (findings)
-        rest.insert("findings", json_findings(*findings));
+                     {"database_state", database_state_word(collected.database_state)},
+                     {"total", json_metrics(report.total)}};
+    if (report.gated)
+        rest.insert("findings", json_findings(report.findings));
     QByteArray const text = QJsonDocument(rest).toJson(QJsonDocument::Indented);
     out.write(text.constData() + 2, text.size() - 2); // after its "{\n"
     out.flush();

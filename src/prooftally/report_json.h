@@ -6,18 +6,16 @@
 #include "prooftally/collect.h"
 
 #include <ostream>
-#include <string>
-#include <vector>
 
-struct finding_t;
+struct report_t;
 
-// Writes the report as one JSON document; `total` is the sum of the
-// components. Every component lists its goals (collected with them); with
-// `findings`, what the gates found is part of the report.
-void write_json(std::ostream& out, std::string const& project, collection_t const& collected,
-                pos::metrics_t const& total, std::vector<finding_t> const* findings);
+// Writes the report as one JSON document. Every component lists its goals
+// (collected with them); with a gate, what the gates found is part of it.
+void write_json(std::ostream& out, report_t const& report);
 
 // The word that names how a PO file was read: "read", "missing", "malformed".
 char const* po_file_state_word(pos::po_read_t state);
+// And the project database: "read", "missing", "malformed", "empty".
+char const* database_state_word(database_state_t state);
 
 #endif

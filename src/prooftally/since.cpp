@@ -2,6 +2,7 @@
 
 #include "prooftally/report_json.h"
 
+#include "db/bdp.h"
 #include "pos/xml_load.h"
 
 #include <QFile>
@@ -9,7 +10,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <iostream>
 #include <set>
 
 namespace {
@@ -62,7 +62,7 @@ std::map<std::string, std::string> results_of(pos::goal_detail_t const& goal) {
     return results.by_name;
 }
 
-bool read_goals(QJsonArray const& list, std::map<std::string, baseline_goal_t>& goals) {
+bool read_goals(QJsonArray const& list, baseline_component_t& component) {
     for (auto const& value : list) {
         QJsonObject const g = value.toObject();
         for (char const* key : {"tag_occurrence", "obligation", "goal"})
@@ -79,10 +79,32 @@ bool read_goals(QJsonArray const& list, std::map<std::string, baseline_goal_t>& 
                                    text(d.toObject().value("status")));
         }
         goal.results = std::move(results.by_name);
-        goals[goal_key(text(g.value("tag")), g.value("tag_occurrence").toInt(),
-                       g.value("obligation").toInt(), g.value("goal").toInt())] = std::move(goal);
+        std::string const obligation = obligation_key(
+            text(g.value("tag")), g.value("tag_occurrence").toInt(), g.value("obligation").toInt());
+        ++component.obligations[obligation];
+        component.goals[goal_key(obligation, g.value("goal").toInt())] = std::move(goal);
     }
     return true;
+}
+
+// Why `data` is no JSON document, or nothing.
+std::optional<std::string> not_json(QByteArray const& data) {
+    QJsonParseError error;
+    QJsonDocument::fromJson(data, &error);
+    if (error.error == QJsonParseError::NoError)
+        return std::nullopt;
+    QByteArray const trimmed = data.trimmed();
+    if (trimmed.isEmpty())
+        return std::string("empty");
+    // A cut inside a string, an array, an object or the last literal.
+    bool const cut = error.error == QJsonParseError::UnterminatedObject ||
+                     error.error == QJsonParseError::UnterminatedArray ||
+                     error.error == QJsonParseError::UnterminatedString ||
+                     error.offset + 6 > trimmed.size();
+    if (cut)
+        return "truncated at byte " + std::to_string(data.size());
+    return "not JSON (" + error.errorString().toStdString() + " near byte " +
+           std::to_string(error.offset) + ")";
 }
 
 // The results that proved the goal then and do not now.
@@ -109,13 +131,26 @@ std::optional<baseline_t> load_baseline(std::string const& path, std::string& er
         error = "cannot be read";
         return std::nullopt;
     }
-    QJsonDocument const doc = QJsonDocument::fromJson(file.readAll());
+    QByteArray const data = file.readAll();
     error = "not a prooftally JSON report";
-    QJsonObject const report = doc.object();
+    if (auto const why = not_json(data)) {
+        error += ": " + *why;
+        return std::nullopt;
+    }
+    QJsonObject const report = QJsonDocument::fromJson(data).object();
+    if (report.value("report") != "prooftally")
+        return std::nullopt;
     baseline_t result;
-    result.version = report.value("version").toInt();
-    if (doc.isNull() || report.value("report") != "prooftally" ||
-        (result.version != 1 && result.version != 2) || !report.value("components").isArray())
+    QJsonValue const version = report.value("version");
+    result.version = version.toInt();
+    if (result.version != 1 && result.version != 2) {
+        QByteArray const written =
+            QJsonDocument(QJsonArray{version}).toJson(QJsonDocument::Compact);
+        error = "prooftally JSON report version " +
+                written.mid(1, written.size() - 2).toStdString() + " not known";
+        return std::nullopt;
+    }
+    if (!report.value("components").isArray())
         return std::nullopt;
     for (auto const& value : report.value("components").toArray()) {
         QJsonObject const item = value.toObject();
@@ -134,34 +169,51 @@ std::optional<baseline_t> load_baseline(std::string const& path, std::string& er
                 return std::nullopt;
             *field = item.value(key).toVariant().toLongLong();
         }
-        if (result.version == 2 &&
-            (!item.value("goal_list").isArray() ||
-             !read_goals(item.value("goal_list").toArray(), component.goals)))
+        if (result.version == 2 && (!item.value("goal_list").isArray() ||
+                                    !read_goals(item.value("goal_list").toArray(), component)))
             return std::nullopt;
+        result.goals +=
+            component.proved + component.unproved + component.unreliable + component.disproved;
+        result.proved += component.proved;
         result.components.push_back(std::move(component));
+    }
+    // The total, where the report has one, also counts goals of status Unknown.
+    QJsonObject const total = report.value("total").toObject();
+    if (total.value("goals").isDouble() && total.value("proved").isDouble()) {
+        result.goals = total.value("goals").toVariant().toLongLong();
+        result.proved = total.value("proved").toVariant().toLongLong();
     }
     error.clear();
     return result;
 }
 
-std::vector<regression_t> regressions(baseline_t const& baseline, collection_t const& collected) {
+std::vector<regression_t> regressions(baseline_t const& baseline, collection_t const& collected,
+                                      std::string const& bdp) {
     // A name listed more than once is matched occurrence by occurrence.
-    std::map<std::string, std::vector<component_t const*>> now;
-    for (component_t const& c : collected.components)
-        now[c.name].push_back(&c);
+    std::map<std::string, std::vector<std::size_t>> now;
+    for (std::size_t at = 0; at < collected.components.size(); ++at)
+        now[collected.components[at].name].push_back(at);
     std::map<std::string, std::size_t> seen;
     std::vector<regression_t> found;
+    std::size_t gone = collected.components.size();
     for (auto const& old : baseline.components) {
-        regression_t lost{old.name, false, old.po_file_state, old.po_file_state, {}};
+        regression_t lost{old.name,          0, old.po_file, false, old.po_file_state,
+                          old.po_file_state, {}};
         std::size_t const occurrence = seen[old.name]++;
         auto const listed = now.find(old.name);
         if (listed == now.end() || occurrence >= listed->second.size()) {
             lost.gone = true;
+            lost.at = gone++;
+            // A report without goals does not name the PO files.
+            if (lost.po_file.empty())
+                lost.po_file = po_file_path(bdp, old.name);
             lost.deltas.push_back({"proved", old.proved, 0});
             found.push_back(std::move(lost));
             continue;
         }
-        component_t const& c = *listed->second[occurrence];
+        lost.at = listed->second[occurrence];
+        component_t const& c = collected.components[lost.at];
+        lost.po_file = c.path;
         pos::metrics_t const& m = c.metrics;
         std::string const state_now = po_file_state_word(c.read);
         if (state_now != "read")
@@ -181,6 +233,33 @@ std::vector<regression_t> regressions(baseline_t const& baseline, collection_t c
     return found;
 }
 
+std::vector<finding_t> count_findings(std::vector<regression_t> const& lost) {
+    std::vector<finding_t> found;
+    for (regression_t const& r : lost) {
+        finding_t& f = found.emplace_back();
+        f.component = r.component;
+        f.file = r.po_file;
+        f.since = true;
+        f.at = r.at;
+        if (r.gone) {
+            f.kind = "gone";
+            f.old_value = r.po_file_before;
+            f.new_value = "gone";
+            f.results = "was " + std::to_string(r.deltas[0].before) + " proved";
+            continue;
+        }
+        f.kind = "counts";
+        if (r.po_file_after != r.po_file_before) {
+            f.kind = f.new_value = r.po_file_after;
+            f.old_value = r.po_file_before;
+        }
+        for (delta_t const& d : r.deltas)
+            f.results += (f.results.empty() ? "" : ", ") + std::string(d.counter) + ' ' +
+                         std::to_string(d.before) + " -> " + std::to_string(d.after);
+    }
+    return found;
+}
+
 goal_comparison_t compare_goals(baseline_t const& baseline, collection_t const& collected) {
     goal_comparison_t result;
     std::map<std::string, std::vector<baseline_component_t const*>> before;
@@ -188,7 +267,8 @@ goal_comparison_t compare_goals(baseline_t const& baseline, collection_t const& 
         before[b.name].push_back(&b);
     std::map<std::string, std::size_t> seen;
     std::set<baseline_component_t const*> matched;
-    for (component_t const& c : collected.components) {
+    for (std::size_t at = 0; at < collected.components.size(); ++at) {
+        component_t const& c = collected.components[at];
         std::size_t const occurrence = seen[c.name]++;
         auto const listed = before.find(c.name);
         baseline_component_t const* old =
@@ -198,64 +278,64 @@ goal_comparison_t compare_goals(baseline_t const& baseline, collection_t const& 
         std::string const state = po_file_state_word(c.read);
         if (old) {
             matched.insert(old);
-            if (state != "read" && state != old->po_file_state)
-                result.findings.push_back(
-                    {state, c.name, c.path, 0, {}, 0, 0, {}, old->po_file_state, state, {}});
+            if (state != "read" && state != old->po_file_state) {
+                finding_t& f = result.findings.emplace_back(file_finding(c, at));
+                f.old_value = old->po_file_state;
+                f.since = true;
+            }
         }
+        std::vector<named_goal_t> const goals = named_goals(c);
+        // Goals per obligation now: where the count changed, positions moved.
+        std::map<std::string, std::uint32_t> obligations;
+        for (named_goal_t const& g : goals)
+            ++obligations[g.obligation()];
         std::size_t kept = 0;
-        for (named_goal_t const& g : named_goals(c)) {
-            pos::goal_detail_t const& goal = *g.goal;
-            std::string const status = pos::strOfProofStatus(goal.status).toStdString();
-            finding_t f{"lost",      c.name,    c.path, goal.line, goal.tag, goal.obligation,
-                        goal.number, g.label(), {},     status,    {}};
+        for (named_goal_t const& g : goals) {
+            finding_t f = goal_finding(c, at, g);
+            f.since = true;
             auto const was = old ? old->goals.find(f.label) : decltype(old->goals.end()){};
+            if (old) {
+                auto const then = old->obligations.find(g.obligation());
+                std::uint32_t const count = then == old->obligations.end() ? 0 : then->second;
+                if (count && count != obligations[g.obligation()])
+                    f.note = "goals renumbered: " + std::to_string(count) + " -> " +
+                             std::to_string(obligations[g.obligation()]);
+            }
             if (!old || was == old->goals.end()) {
                 ++result.added;
-                if (goal.status != pos::PROVED) {
+                if (g.goal->status != pos::PROVED) {
                     f.kind = "new";
                     f.old_value = "new";
+                    f.results.clear();
                     result.findings.push_back(std::move(f));
                 }
                 continue;
             }
             ++result.compared;
             ++kept;
+            f.kind = "lost";
             f.old_value = was->second.status;
-            f.results = lost_results(was->second.results, results_of(goal));
-            int const then = rank(was->second.status), now = rank(status);
-            bool const disproved = goal.status == pos::DISPROVED && was->second.status != status;
+            f.results = lost_results(was->second.results, results_of(*g.goal));
+            int const then = rank(was->second.status), now = rank(f.new_value);
+            bool const disproved =
+                g.goal->status == pos::DISPROVED && was->second.status != f.new_value;
             if ((then > 0 && now < then) || disproved || !f.results.empty())
                 result.findings.push_back(std::move(f));
         }
         if (old)
             result.vanished += old->goals.size() - kept;
     }
+    std::size_t gone = collected.components.size();
     for (baseline_component_t const& b : baseline.components)
         if (!matched.count(&b)) {
-            result.findings.push_back(
-                {"gone", b.name, b.po_file, 0, {}, 0, 0, {}, b.po_file_state, "gone", {}});
+            finding_t& f = result.findings.emplace_back();
+            f.kind = f.new_value = "gone";
+            f.component = b.name;
+            f.file = b.po_file;
+            f.old_value = b.po_file_state;
+            f.since = true;
+            f.at = gone++;
             result.vanished += b.goals.size();
         }
     return result;
-}
-
-bool regressed(std::vector<regression_t> const& found) {
-    for (auto const& lost : found) {
-        std::cerr << "prooftally: " << lost.component << ": ";
-        if (lost.gone) {
-            std::cerr << "no longer in the project (was " << lost.deltas[0].before << " proved)\n";
-            continue;
-        }
-        char const* separator = "";
-        if (lost.po_file_after != lost.po_file_before) {
-            std::cerr << "PO file " << lost.po_file_before << " -> " << lost.po_file_after;
-            separator = ", ";
-        }
-        for (auto const& delta : lost.deltas) {
-            std::cerr << separator << delta.counter << ' ' << delta.before << " -> " << delta.after;
-            separator = ", ";
-        }
-        std::cerr << '\n';
-    }
-    return !found.empty();
 }

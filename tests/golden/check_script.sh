@@ -1,7 +1,9 @@
 #!/bin/sh
 # The dashboard's script in a headless Chromium, on the demo's golden page:
 # sorting by Po, the filter, and the third click giving database order back.
-# usage: check_script.sh PAGE. Status 77 (skipped) without Chromium.
+# usage: check_script.sh EXPECTED_DIR PAGE (its style and script put back in
+# from the directory's dashboard.css and dashboard.js). Status 77 (skipped)
+# without Chromium.
 set -eu
 browser=$(command -v chromium || command -v chromium-browser || true)
 [ -n "$browser" ] || { echo "no chromium installed"; exit 77; }
@@ -20,8 +22,9 @@ hot.dispatchEvent(new Event("change"));
 seen.push(names());
 document.title = seen.join(" / ");
 PROBE
-awk -v probe="$tmp/probe.js" '$0 == "</body>" { print "<script>"; while ((getline l < probe) > 0) print l; print "</script>" } 1' \
-    "$1" >"$tmp/page.html"
+python3 "$(dirname "$0")/check_page.py" --join "$1/dashboard.css" "$1/dashboard.js" "$1/$2" |
+    awk -v probe="$tmp/probe.js" '$0 == "</body>" { print "<script>"; while ((getline l < probe) > 0) print l; print "</script>" } 1' \
+    >"$tmp/page.html"
 sandbox=
 [ "$(id -u)" = 0 ] && sandbox=--no-sandbox
 got=$(HOME=$tmp "$browser" --headless $sandbox --disable-gpu --dump-dom "file://$tmp/page.html" 2>/dev/null |

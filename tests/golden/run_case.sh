@@ -16,6 +16,11 @@
 # --readme FILE NAME takes the expected standard output from FILE: the fenced
 # block that follows the line "<!-- example: NAME -->" (STDOUT_FILE is then
 # ignored). --part head|tail N compares only that part of the output.
+# A dashboard page (STDOUT_FILE *.dashboard.html) is compared without its
+# fixed style and script, which must equal DIR/dashboard.css and
+# DIR/dashboard.js.
+# With PROOFTALLY_REGENERATE=1 in the environment, the expected files are
+# rewritten from the actual output instead (review them with git diff).
 set -u
 scratch=0 after=() read_only= expected_dir=. readme= part=
 while [ $# -gt 0 ]; do
@@ -72,8 +77,24 @@ actual=$?
 if [ -n "$part" ]; then
     $part "$out" >"$tmp/part" && mv "$tmp/part" "$out"
 fi
+pages=()
+case $stdout_file in
+*.dashboard.html)
+    awk -v css="$tmp/css" -v js="$tmp/js" '
+        !block && /^<style>$/ { print; block = css; next }
+        !block && /^<script>$/ { print; block = js; next }
+        /^<\/(style|script)>/ { block = "" }
+        block { print > block; next }
+        { print }' "$out" >"$tmp/page" && mv "$tmp/page" "$out"
+    pages=("$expected_dir/dashboard.css" "$tmp/css" "$expected_dir/dashboard.js" "$tmp/js") ;;
+esac
 failed=0
 check() { # name expected-file actual-file
+    case $1 in stdout | stderr | style | script)
+        if [ -n "${PROOFTALLY_REGENERATE-}" ] && [ "$2" != - ] && [ -z "$readme" ]; then
+            cp "$3" "$2"
+        fi ;;
+    esac
     if [ "$2" = - ]; then
         [ -s "$3" ] && { echo "$1 should be empty, got:"; cat "$3"; failed=1; }
     elif ! cmp -s "$2" "$3"; then
@@ -82,6 +103,10 @@ check() { # name expected-file actual-file
 }
 check stdout "$stdout_file" "$out"
 check stderr "$stderr_file" "$err"
+if [ ${#pages[@]} -gt 0 ]; then
+    check style "${pages[0]}" "${pages[1]}"
+    check script "${pages[2]}" "${pages[3]}"
+fi
 if [ "$actual" != "$status" ]; then
     echo "exit status $actual, expected $status"; failed=1
 fi

@@ -1,0 +1,138 @@
+#include "prooftally/report_junit.h"
+
+#include "prooftally/report_dashboard.h"
+#include "prooftally/report_json.h"
+
+#include <vector>
+
+namespace {
+
+// One testcase: passed when `verdict` is null, else "failure" or "error".
+struct test_case_t {
+    std::string name, file;
+    long long line = 0;
+    char const* verdict = nullptr;
+    std::string type, message;
+    std::vector<std::string> lines; // what the run says of it, FILE:LINE: ...
+};
+
+void write_suite(std::ostream& out, std::string const& name,
+                 std::vector<test_case_t> const& cases) {
+    std::size_t failures = 0, errors = 0;
+    for (test_case_t const& c : cases)
+        if (c.verdict)
+            ++(c.verdict[0] == 'e' ? errors : failures);
+    std::string const classname = html_text(name);
+    out << "  <testsuite name=\"" << classname << "\" tests=\"" << cases.size() << "\" failures=\""
+        << failures << "\" errors=\"" << errors << "\">\n";
+    for (test_case_t const& c : cases) {
+        out << "    <testcase classname=\"" << classname << "\" name=\"" << html_text(c.name)
+            << "\" file=\"" << html_text(c.file) << '"';
+        if (c.line > 0)
+            out << " line=\"" << c.line << '"';
+        if (!c.verdict) {
+            out << "/>\n";
+            continue;
+        }
+        out << ">\n      <" << c.verdict << " type=\"" << html_text(c.type) << "\" message=\""
+            << html_text(c.message) << "\">";
+        for (std::size_t i = 0; i < c.lines.size(); ++i)
+            out << (i ? "\n" : "") << html_text(c.lines[i]);
+        out << "</" << c.verdict << ">\n    </testcase>\n";
+    }
+    out << "  </testsuite>\n";
+}
+
+// The case of a PO file, the project database or a component no longer
+// listed, from its first finding: an error, a failure when only its counts
+// fell.
+test_case_t whole_file_case(finding_t const& f, char const* name) {
+    bool const counts = f.kind == "counts";
+    return {name,
+            f.file,
+            f.line,
+            counts ? "failure" : "error",
+            counts ? "lost" : f.kind,
+            finding_text(f),
+            {}};
+}
+
+} // namespace
+
+void write_junit(std::ostream& out, report_t const& report) {
+    collection_t const& collected = report.collected;
+    std::vector<finding_t> const& findings = report.findings;
+    auto next = findings.begin();
+    // The findings of one component, the PO file's before its goals'.
+    auto take = [&](std::size_t at, std::uint32_t obligation, std::uint32_t goal, test_case_t& c) {
+        finding_t const* first = nullptr;
+        for (; next != findings.end() && next->at == at && next->obligation == obligation &&
+               next->goal == goal;
+             ++next) {
+            first = first ? first : &*next;
+            c.lines.push_back(finding_line(*next));
+        }
+        return first;
+    };
+    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\""
+        << html_text(report.project) << "\">\n";
+    if (auto database = database_failure(collected)) {
+        if (next != findings.end() && next->kind == "database")
+            ++next;
+        test_case_t c = whole_file_case(*database, "project database");
+        c.type = database_state_word(collected.database_state);
+        c.lines.push_back(finding_line(*database));
+        write_suite(out, collected.database, {c});
+    }
+    std::vector<test_case_t> cases;
+    for (std::size_t at = 0; at < collected.components.size(); ++at) {
+        component_t const& component = collected.components[at];
+        cases.clear();
+        test_case_t file;
+        if (finding_t const* found = take(at, 0, 0, file)) {
+            std::vector<std::string> lines = std::move(file.lines);
+            file = whole_file_case(*found, "PO file");
+            file.lines = std::move(lines);
+        }
+        if (component.read != pos::po_read_t::read) {
+            finding_t const state = file_finding(component, at);
+            if (!file.verdict)
+                file = whole_file_case(state, "PO file");
+            file.verdict = "error";
+            file.type = state.kind;
+            if (file.lines.empty())
+                file.lines.push_back(finding_line(state));
+        }
+        if (file.verdict)
+            cases.push_back(std::move(file));
+        for (named_goal_t const& g : named_goals(component)) {
+            finding_t const goal = goal_finding(component, at, g);
+            test_case_t& c = cases.emplace_back();
+            c.name = goal.label;
+            c.file = goal.file;
+            c.line = goal.line;
+            finding_t const* found = take(at, goal.obligation, goal.goal, c);
+            if (g.goal->status == pos::PROVED && !found)
+                continue;
+            c.verdict = "failure";
+            c.type = goal.new_value;
+            c.message = goal.results.empty() ? goal.new_value : goal.results;
+            if (g.goal->status == pos::PROVED) {
+                // Proved still, but a mechanism or driver lost its proof.
+                c.type = "lost";
+                c.message = found->results;
+            }
+            if (c.lines.empty())
+                c.lines.push_back(finding_line(goal));
+        }
+        write_suite(out, component.name, cases);
+    }
+    // Components that only the baseline lists.
+    for (; next != findings.end(); ++next) {
+        test_case_t c = whole_file_case(*next, "PO file");
+        c.lines.push_back(finding_line(*next));
+        write_suite(out, next->component, {c});
+    }
+    out << "</testsuites>\n";
+    out.flush();
+}
