@@ -9,7 +9,6 @@
 #include <QJsonValue>
 
 #include <rapidjson/error/error.h>
-#include <rapidjson/filereadstream.h>
 #include <rapidjson/reader.h>
 
 #include <unistd.h>
@@ -20,6 +19,71 @@
 #include <utility>
 
 namespace {
+
+// A file read a buffer at a time, as RapidJSON's FileReadStream reads it,
+// but with blanks skipped a buffer at a time: an indented report is mostly
+// blanks.
+class file_stream_t {
+public:
+    using Ch = char;
+    file_stream_t(std::FILE* file, char* buffer, std::size_t size)
+        : file_(file), buffer_(buffer), size_(size), last_(buffer), current_(buffer) {
+        read();
+    }
+    Ch Peek() const { return *current_; }
+    Ch Take() {
+        Ch const c = *current_;
+        read();
+        return c;
+    }
+    std::size_t Tell() const { return count_ + static_cast<std::size_t>(current_ - buffer_); }
+    Ch const* Peek4() const { return current_ + 4 <= last_ ? current_ : nullptr; }
+    void Put(Ch) {}
+    void Flush() {}
+    Ch* PutBegin() { return nullptr; }
+    std::size_t PutEnd(Ch*) { return 0; }
+
+    void skip_blanks() {
+        for (;;) {
+            while (current_ < last_ && blank(*current_))
+                ++current_;
+            if (!blank(*current_))
+                return;
+            read();
+        }
+    }
+
+private:
+    static bool blank(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
+    // Steps to the next byte; at the end of the file the stream holds '\0'.
+    void read() {
+        if (current_ < last_) {
+            ++current_;
+        } else if (!eof_) {
+            count_ += read_;
+            read_ = std::fread(buffer_, 1, size_ - 1, file_);
+            last_ = buffer_ + read_ - 1;
+            current_ = buffer_;
+            if (read_ < size_ - 1) {
+                buffer_[read_] = '\0';
+                ++last_;
+                eof_ = true;
+            }
+        }
+    }
+    std::FILE* file_;
+    char* buffer_;
+    std::size_t size_;
+    char* last_; // the last byte held
+    char* current_;
+    std::size_t read_ = 0, count_ = 0;
+    bool eof_ = false;
+};
+
+// Found by the reader (argument-dependent lookup) in place of its own.
+[[maybe_unused]] void SkipWhitespace(file_stream_t& in) {
+    in.skip_blanks();
+}
 
 // Where a value stands in the report.
 enum class in_t {
@@ -66,31 +130,32 @@ enum class key_t {
     drivers
 };
 
+// Keys by length first: every key of the report goes through here.
 key_t key_of(std::string_view key) {
     static std::pair<std::string_view, key_t> const keys[] = {
-        {"components", key_t::components},
-        {"report", key_t::report},
-        {"version", key_t::version},
-        {"total", key_t::total},
-        {"goals", key_t::goals},
+        {"goal", key_t::goal},
         {"name", key_t::name},
-        {"po_file", key_t::po_file},
-        {"po_file_state", key_t::po_file_state},
+        {"tag", key_t::tag},
+        {"goals", key_t::goals},
+        {"total", key_t::total},
+        {"report", key_t::report},
         {"proved", key_t::proved},
+        {"status", key_t::status},
+        {"version", key_t::version},
+        {"po_file", key_t::po_file},
+        {"drivers", key_t::drivers},
         {"unproved", key_t::unproved},
-        {"unreliable", key_t::unreliable},
         {"disproved", key_t::disproved},
         {"goal_list", key_t::goal_list},
-        {"obligations", key_t::obligations},
-        {"tag", key_t::tag},
-        {"tag_occurrence", key_t::tag_occurrence},
+        {"components", key_t::components},
+        {"unreliable", key_t::unreliable},
         {"obligation", key_t::obligation},
-        {"goal", key_t::goal},
-        {"status", key_t::status},
         {"mechanisms", key_t::mechanisms},
-        {"drivers", key_t::drivers}};
+        {"obligations", key_t::obligations},
+        {"po_file_state", key_t::po_file_state},
+        {"tag_occurrence", key_t::tag_occurrence}};
     for (auto const& [name, k] : keys)
-        if (name == key)
+        if (name.size() == key.size() && name[0] == key[0] && name == key)
             return k;
     return key_t::other;
 }
@@ -122,7 +187,7 @@ int whole(double number) {
 // one component.
 class handler_t {
 public:
-    handler_t(rapidjson::FileReadStream& in, baseline_t& out, baseline_goals_t* goals)
+    handler_t(file_stream_t& in, baseline_t& out, baseline_goals_t* goals)
         : in_(in), out_(out), goals_(goals) {
         stack_.push_back({goals ? in_t::components : in_t::root});
     }
@@ -315,6 +380,8 @@ private:
             add_result({}, {});
             break;
         case in_t::mechanism:
+            if (!goals_)
+                break;
             if (key == key_t::name)
                 mechanism_.first = string ? value.text : std::string_view();
             else if (key == key_t::status)
@@ -324,6 +391,8 @@ private:
             drivers_.emplace_back();
             break;
         case in_t::driver:
+            if (!goals_)
+                break;
             if (key == key_t::name)
                 drivers_.back().first = string ? value.text : std::string_view();
             else if (key == key_t::status)
@@ -340,9 +409,10 @@ private:
             break;
         case in_t::obligation:
             // [TAG, TAG_OCCURRENCE, OBLIGATION, GOAL...]
-            if (index == 0 && string)
-                goal_.tag = value.text;
-            else if (index == 1 && value.kind == kind_t::number)
+            if (index == 0 && string) {
+                if (goals_)
+                    goal_.tag = value.text;
+            } else if (index == 1 && value.kind == kind_t::number)
                 goal_.occurrence = whole(value.number);
             else if (index == 2 && value.kind == kind_t::number)
                 goal_.obligation = whole(value.number);
@@ -354,7 +424,7 @@ private:
             if (index == 0 && value.kind == kind_t::number)
                 goal_.number = whole(value.number);
             else if (index == 2 && string)
-                goal_.status = value.text;
+                goal_.status = goals_ ? value.text : std::string_view();
             else if (index != 1 || value.kind != kind_t::number)
                 bad_obligations = true;
             break;
@@ -362,6 +432,8 @@ private:
             // [MECHANISM, STATUS, DRIVER, STATUS...]
             if (!string)
                 bad_obligations = true;
+            else if (!goals_)
+                break;
             else if (index % 2 == 0)
                 drivers_.emplace_back().first = value.text;
             else
@@ -394,8 +466,9 @@ private:
             break;
         case in_t::mechanism:
             add_result(mechanism_.first, mechanism_.second);
-            for (auto const& [name, status] : drivers_)
-                results_.add_driver(name, status);
+            if (goals_)
+                for (auto const& [name, status] : drivers_)
+                    results_.add_driver(name, status);
             break;
         case in_t::obligation:
             if (f.items < 3)
@@ -530,7 +603,7 @@ private:
         int occurrence = 0, obligation = 0;
     };
 
-    rapidjson::FileReadStream& in_;
+    file_stream_t& in_;
     baseline_t& out_;
     baseline_goals_t* goals_; // the second pass's
     std::vector<frame_t> stack_;
@@ -644,7 +717,7 @@ std::optional<baseline_t> load_baseline(std::string const& path, std::string& er
     }
     error = "not a prooftally JSON report";
     std::array<char, 65536> buffer;
-    rapidjson::FileReadStream in(result.file.get(), buffer.data(), buffer.size());
+    file_stream_t in(result.file.get(), buffer.data(), buffer.size());
     handler_t h(in, result, nullptr);
     rapidjson::Reader reader;
     rapidjson::ParseResult const parsed = reader.Parse<PARSE>(in, h);
@@ -684,7 +757,7 @@ std::optional<baseline_goals_t> baseline_goals(baseline_t const& baseline, std::
         return baseline_goals_t{};
     baseline_goals_t goals;
     std::array<char, 65536> buffer;
-    rapidjson::FileReadStream in(file, buffer.data(), buffer.size());
+    file_stream_t in(file, buffer.data(), buffer.size());
     baseline_t scratch;
     scratch.version = baseline.version;
     handler_t h(in, scratch, &goals);
