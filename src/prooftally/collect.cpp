@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <exception>
 #include <limits>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -15,19 +17,49 @@ namespace {
 constexpr std::size_t NO_FAILURE = std::numeric_limits<std::size_t>::max();
 
 // The components handed out in list order to the workers, and the first one
-// (in that order) known to hold an unknown status.
+// (in that order) known to hold an unknown status. With a sink, the workers
+// stay within `window` components of the next one it takes, so that only
+// that many goal lists stand at a time, and the lists are reused.
 struct Work {
+    Work(component_list_t& list, bool withGoals, bool inOrder, std::size_t ahead)
+        : components(list), goals(withGoals), windowed(inOrder), window(ahead) {}
     component_list_t& components;
     bool goals;
+    bool windowed;
+    std::size_t window;
     std::vector<std::exception_ptr> errors;
     std::vector<unknown_status_t> unknown;
     std::atomic<std::size_t> next{0};
     std::atomic<std::size_t> firstFailure{NO_FAILURE};
+    std::mutex mutex; // guards what follows
+    std::condition_variable changed;
+    std::vector<char> done;
+    std::size_t handed = 0;
+    std::vector<std::vector<pos::goal_detail_t>> spare;
 };
 
 void failAt(Work& work, std::size_t i) {
     std::size_t known = work.firstFailure.load();
     while (i < known && !work.firstFailure.compare_exchange_weak(known, i)) {
+    }
+}
+
+void countComponent(Work& work, std::size_t i) {
+    component_t& c = work.components[i];
+    try {
+        c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr);
+        // The XML reader's line, column and message for a malformed file
+        // go to c.error_line, c.error_column and c.error_reason here once
+        // the count hands them out; until then the file is named whole.
+    } catch (pos::unknown_status_error const& e) {
+        work.unknown[i] = {c.path, e.line, e.value};
+        failAt(work, i);
+    } catch (std::out_of_range const&) {
+        work.unknown[i] = {c.path, 0, {}};
+        failAt(work, i);
+    } catch (...) {
+        work.errors[i] = std::current_exception();
+        failAt(work, i);
     }
 }
 
@@ -37,28 +69,58 @@ void countComponents(Work& work) {
         // A component after a failing one is never needed.
         if (i >= work.components.size() || i > work.firstFailure.load())
             return;
-        component_t& c = work.components[i];
-        try {
-            c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr);
-            // The XML reader's line, column and message for a malformed file
-            // go to c.error_line, c.error_column and c.error_reason here once
-            // the count hands them out; until then the file is named whole.
-        } catch (pos::unknown_status_error const& e) {
-            work.unknown[i] = {c.path, e.line, e.value};
-            failAt(work, i);
-        } catch (std::out_of_range const&) {
-            work.unknown[i] = {c.path, 0, {}};
-            failAt(work, i);
-        } catch (...) {
-            work.errors[i] = std::current_exception();
-            failAt(work, i);
+        if (!work.windowed) {
+            countComponent(work, i);
+            continue;
         }
+        {
+            std::unique_lock<std::mutex> lock(work.mutex);
+            work.changed.wait(lock, [&work, i] {
+                return i < work.handed + work.window || i > work.firstFailure.load();
+            });
+            if (i > work.firstFailure.load())
+                return;
+            if (!work.spare.empty()) {
+                work.components[i].goals = std::move(work.spare.back());
+                work.spare.pop_back();
+            }
+        }
+        countComponent(work, i);
+        {
+            std::lock_guard<std::mutex> lock(work.mutex);
+            work.done[i] = 1;
+        }
+        work.changed.notify_all();
+    }
+}
+
+// Hands the components to the sink in list order, each once it is counted;
+// stops at the first failure.
+void handOn(Work& work, collect_sink_t const& sink) {
+    for (std::size_t at = 0; at < work.components.size(); ++at) {
+        {
+            std::unique_lock<std::mutex> lock(work.mutex);
+            work.changed.wait(lock, [&work, at] { return work.done[at] != 0; });
+        }
+        if (work.firstFailure.load() <= at)
+            return;
+        component_t& c = work.components[at];
+        sink.counted(at, c);
+        c.goals.clear();
+        {
+            std::lock_guard<std::mutex> lock(work.mutex);
+            work.spare.push_back(std::move(c.goals));
+            c.goals = {};
+            ++work.handed;
+        }
+        work.changed.notify_all();
     }
 }
 
 } // namespace
 
-collection_t collect_metrics(std::string const& bdp, std::string const& project, bool goals) {
+collection_t collect_metrics(std::string const& bdp, std::string const& project, bool goals,
+                             collect_sink_t const& sink) {
     collection_t result;
     result.database = database_path(bdp, project);
     std::string error;
@@ -72,19 +134,27 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project,
                             : !error.empty()            ? database_state_t::malformed
                             : result.components.empty() ? database_state_t::empty
                                                         : database_state_t::read;
-    Work work{result.components, goals, {}, {}};
-    work.errors.resize(result.components.size());
-    work.unknown.resize(result.components.size());
-
+    if (sink.listed)
+        sink.listed(result);
+    bool const windowed = static_cast<bool>(sink.counted);
     // Each file is counted whole by one worker, with its own Qt objects; the
     // records stay in list order, so the report does not depend on the pool.
     const std::size_t workers =
         std::min<std::size_t>({std::max(1u, std::thread::hardware_concurrency()), MAX_WORKERS,
                                std::max<std::size_t>(1, result.components.size())});
+    Work work(result.components, goals, windowed, 2 * workers);
+    work.errors.resize(result.components.size());
+    work.unknown.resize(result.components.size());
+    work.done.resize(result.components.size());
+
+    // With a sink this thread hands the components on while the pool counts.
     std::vector<std::thread> pool;
-    for (std::size_t t = 1; t < workers; ++t)
+    for (std::size_t t = windowed ? 0 : 1; t < workers; ++t)
         pool.emplace_back(countComponents, std::ref(work));
-    countComponents(work);
+    if (windowed)
+        handOn(work, sink);
+    else
+        countComponents(work);
     for (std::thread& thread : pool)
         thread.join();
 

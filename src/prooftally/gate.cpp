@@ -113,17 +113,16 @@ finding_t file_finding(component_t const& c, std::size_t at) {
     return f;
 }
 
-void select(fail_on_t const& which, collection_t const& collected,
+void select(fail_on_t const& which, component_t const& c, std::size_t at,
             std::function<void(finding_t const&)> const& found) {
-    for (std::size_t at = 0; at < collected.components.size(); ++at) {
-        component_t const& c = collected.components[at];
-        if ((which.missing && c.read == pos::po_read_t::unopened) ||
-            (which.malformed && c.read == pos::po_read_t::malformed))
-            found(file_finding(c, at));
-        for (named_goal_t const& g : named_goals(c))
-            if (wanted(which, g.goal->status))
-                found(goal_finding(c, at, g));
-    }
+    if ((which.missing && c.read == pos::po_read_t::unopened) ||
+        (which.malformed && c.read == pos::po_read_t::malformed))
+        found(file_finding(c, at));
+    if (!which.any_goal())
+        return;
+    for (named_goal_t const& g : named_goals(c))
+        if (wanted(which, g.goal->status))
+            found(goal_finding(c, at, g));
 }
 
 std::string obligation_key(std::string const& tag, std::uint32_t occurrence,

@@ -5,6 +5,7 @@
 #ifndef GATE_H
 #define GATE_H
 
+#include "prooftally/baseline.h"
 #include "prooftally/collect.h"
 
 #include <functional>
@@ -85,35 +86,10 @@ finding_t file_finding(component_t const& component, std::size_t at);
 // component.
 std::optional<finding_t> database_failure(collection_t const& collected);
 
-// Calls `found` on each goal and PO file of `collected` that `which` names, in
-// database and file order (what --fail-on finds and --goals lists).
-void select(fail_on_t const& which, collection_t const& collected,
+// Calls `found` on the PO file and each goal of `component` (at `at`) that
+// `which` names, in file order (what --fail-on finds and --goals lists).
+void select(fail_on_t const& which, component_t const& component, std::size_t at,
             std::function<void(finding_t const&)> const& found);
-
-// A result of an earlier run: a mechanism's or driver's status by name.
-struct baseline_goal_t {
-    std::string status;
-    std::map<std::string, std::string> results; // "M" and "M/d" (a repeated name: "M#2")
-};
-
-// One component of an earlier report: what a later run is compared with.
-struct baseline_component_t {
-    std::string name;
-    std::string po_file, po_file_state;
-    long long proved = 0, unproved = 0, unreliable = 0, disproved = 0;
-    std::map<std::string, baseline_goal_t> goals;     // by goal_key; version 2 only
-    std::map<std::string, std::uint32_t> obligations; // goals per obligation_key
-};
-
-struct baseline_t {
-    int version = 1;
-    long long goals = 0, proved = 0; // of its total
-    std::vector<baseline_component_t> components;
-};
-
-// Reads the JSON report at `path`. On failure returns nothing and sets `error`
-// to why it cannot be used.
-std::optional<baseline_t> load_baseline(std::string const& path, std::string& error);
 
 // A counter that moved the wrong way since the baseline.
 struct delta_t {
@@ -134,6 +110,11 @@ struct regression_t {
     std::vector<delta_t> deltas;
 };
 
+// A component's counts that moved the wrong way since its baseline record
+// `old`; `now` null when it is no longer listed.
+std::optional<regression_t> regression(baseline_component_t const& old, component_t const* now,
+                                       std::size_t at, std::string const& bdp);
+
 // Compares the run's counts with the baseline's; components are matched by
 // name, a repeated name occurrence by occurrence.
 std::vector<regression_t> regressions(baseline_t const& baseline, collection_t const& collected,
@@ -142,13 +123,21 @@ std::vector<regression_t> regressions(baseline_t const& baseline, collection_t c
 // The count comparison as findings, for a baseline without goals.
 std::vector<finding_t> count_findings(std::vector<regression_t> const& lost);
 
-// Compares a version 2 baseline goal by goal: every goal that lost a proof,
-// became disproved or is new and not proved, every PO file now missing or
-// malformed, every component no longer listed; in database order.
-struct goal_comparison_t {
-    std::vector<finding_t> findings;
+// How many goals a goal-by-goal comparison met: found in both, only in the
+// baseline, only now.
+struct goal_counts_t {
     std::size_t compared = 0, vanished = 0, added = 0;
 };
-goal_comparison_t compare_goals(baseline_t const& baseline, collection_t const& collected);
+
+// Compares component `c` (at `at`) goal by goal with its baseline record
+// `old` (null when the baseline does not list it) and goals `then`: every
+// goal that lost a proof, became disproved or is new and not proved, and its
+// PO file when now missing or malformed, go to `found` in file order.
+void compare_component(component_t const& c, std::size_t at, baseline_component_t const* old,
+                       baseline_goals_t const& then, goal_counts_t& counts,
+                       std::vector<finding_t>& found);
+
+// A component that only the baseline lists, at `at`.
+finding_t gone_finding(baseline_component_t const& old, std::size_t at);
 
 #endif

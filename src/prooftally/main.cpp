@@ -9,8 +9,12 @@
 #include "prooftally/reports.h"
 
 #include <getopt.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -65,18 +69,29 @@ void cout_report(format_t format, report_t const& report) {
             cout_csv_metrics(out, c.name, c.metrics, total);
         cout_csv_metrics(out, "TOTAL", total, total);
         break;
-    case format_t::json:
-        write_json(out, report);
-        break;
     case format_t::dashboard:
         write_dashboard(out, report);
-        break;
-    case format_t::junit:
-        write_junit(out, report);
         break;
     default:
         break;
     }
+}
+
+// A file of its own, already unlinked; nothing when none can be made, and
+// then the report goes straight to standard output.
+std::unique_ptr<std::fstream> temporary_file() {
+    char const* const dir = std::getenv("TMPDIR");
+    std::string path = std::string(dir && *dir ? dir : "/tmp") + "/prooftally.XXXXXX";
+    int const fd = ::mkstemp(path.data());
+    if (fd < 0)
+        return nullptr;
+    auto file = std::make_unique<std::fstream>(path, std::ios::in | std::ios::out |
+                                                         std::ios::trunc | std::ios::binary);
+    ::close(fd);
+    ::unlink(path.c_str());
+    if (!*file)
+        return nullptr;
+    return file;
 }
 
 // What the gates found, on standard error: each finding where it lies, then
@@ -203,12 +218,39 @@ int main(int argc, char* argv[]) {
                       << " lists no goals (a version 1 report): compared by counts only\n";
     }
 
-    // Everything is collected before anything is written, so that a run that
-    // stops leaves standard output empty. Goals are listed only when needed.
-    bool const by_goal = format == format_t::json || format == format_t::goals ||
-                         format == format_t::junit || fail_on.any_goal() ||
-                         (baseline && baseline->version == 2);
-    collection_t collected = collect_metrics(bdp, project, by_goal);
+    // The JSON and JUnit reports and the goal listing are written as the
+    // components are counted, each component's goals let go once written,
+    // into a temporary file that becomes standard output once the run is
+    // known to report: a run that stops leaves standard output empty.
+    report_builder_t builder(bdp, project, fail_on, baseline ? &*baseline : nullptr,
+                             since.value_or(""));
+    bool const streamed =
+        format == format_t::json || format == format_t::goals || format == format_t::junit;
+    std::unique_ptr<std::fstream> spool = streamed ? temporary_file() : nullptr;
+    std::ostream& out = spool ? *spool : std::cout;
+    std::string buffer;
+    collect_sink_t sink;
+    sink.listed = [&](collection_t const& collected) {
+        builder.listed(collected);
+        if (format == format_t::json)
+            write_json_head(out);
+        else if (format == format_t::junit)
+            write_junit_head(out, project, collected);
+    };
+    sink.counted = [&](std::size_t at, component_t const& c) {
+        std::size_t const first = builder.counted(at, c);
+        std::vector<finding_t> const& findings = builder.report().findings;
+        if (format == format_t::json)
+            write_json_component(out, c, at, buffer);
+        else if (format == format_t::junit)
+            write_junit_component(out, c, at, findings.data() + first,
+                                  findings.data() + findings.size());
+        else if (format == format_t::goals)
+            select(listed, c, at, [&out](finding_t const& f) { out << finding_line(f) << '\n'; });
+    };
+    bool const by_goal = streamed || builder.needs_goals();
+    collection_t collected =
+        collect_metrics(bdp, project, by_goal, by_goal ? sink : collect_sink_t{});
     if (auto const& unknown = collected.unknown_status) {
         std::cerr << unknown->path;
         if (unknown->line > 0)
@@ -218,14 +260,25 @@ int main(int argc, char* argv[]) {
             std::cerr << ": unknown proof status value\n";
         return 1;
     }
-    report_t const report = build_report(bdp, project, std::move(collected), fail_on,
-                                         baseline ? &*baseline : nullptr, since.value_or(""));
+    if (!builder.baseline_error().empty()) {
+        std::cerr << *since << ": " << builder.baseline_error() << '\n';
+        return 2;
+    }
+    report_t const report = builder.finish(std::move(collected));
     baseline.reset();
-    if (format == format_t::goals)
-        select(listed, report.collected,
-               [](finding_t const& f) { std::cout << finding_line(f) << '\n'; });
-    else
+    if (format == format_t::json)
+        write_json_tail(out, report);
+    else if (format == format_t::junit)
+        write_junit_tail(out, report);
+    else if (!streamed)
         cout_report(format, report);
+    if (spool) {
+        spool->flush();
+        spool->seekg(0);
+        if (spool->peek() != std::char_traits<char>::eof())
+            std::cout << spool->rdbuf();
+        std::cout.flush();
+    }
 
     // Every finding is named before the run fails.
     return cerr_findings(report) ? 3 : 0;

@@ -5,6 +5,7 @@
 
 #include "prooftally/gate.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,8 +37,37 @@ struct report_t {
     std::vector<std::size_t> lost_components() const;
 };
 
-report_t build_report(std::string const& bdp, std::string const& project, collection_t collected,
-                      fail_on_t const& fail_on, baseline_t const* baseline,
-                      std::string const& since_path);
+// Builds the report as the run is collected, each component's findings as
+// soon as it is counted, so that its goals can be let go then: the
+// collection's components keep their counts only.
+class report_builder_t {
+public:
+    report_builder_t(std::string const& bdp, std::string const& project, fail_on_t const& fail_on,
+                     baseline_t const* baseline, std::string const& since_path);
+    // Whether the gates need every component's goals.
+    bool needs_goals() const;
+    // The project database read: what is found of it.
+    void listed(collection_t const& collected);
+    // The component at `at`, counted with its goals when needed: what the
+    // gates find in it, in report().findings from the position returned.
+    std::size_t counted(std::size_t at, component_t const& component);
+    report_t const& report() const { return report_; }
+    // The collection done: the components not yet seen, those that only the
+    // baseline lists, the total and the count comparison.
+    report_t finish(collection_t collected);
+    // Why the baseline could not be read a second time, if so.
+    std::string const& baseline_error() const { return baseline_error_; }
+
+private:
+    report_t report_;
+    baseline_t const* baseline_;
+    bool listed_ = false;
+    std::size_t next_ = 0;                                   // components seen
+    std::map<std::string, std::vector<std::size_t>> before_; // baseline positions by name
+    std::map<std::string, std::size_t> seen_;
+    std::vector<char> matched_;
+    goal_counts_t counts_;
+    std::string baseline_error_;
+};
 
 #endif

@@ -1,47 +1,147 @@
 #include "prooftally/report_json.h"
 
+#include "prooftally/json_text.h"
 #include "prooftally/model.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QString>
 
 #include <iostream>
 
+// Keys are written in sorted order, as Qt's JSON objects hold them, so that
+// the same files give the same bytes.
 namespace {
 
-QString utf8(std::string const& bytes) {
-    return QString::fromStdString(bytes);
+void count(std::string& out, char const* key, long long value, bool last = false) {
+    append_json_key(out, key);
+    append_json_number(out, value);
+    if (!last)
+        out += ',';
 }
 
-QJsonObject json_metrics(pos::metrics_t const& metrics) {
-    QJsonArray mechanisms;
+void text(std::string& out, char const* key, std::string const& value, bool last = false) {
+    append_json_key(out, key);
+    append_json_string(out, value);
+    if (!last)
+        out += ',';
+}
+
+void status(std::string& out, pos::status_t s) {
+    out += '"';
+    out += pos::strOfProofStatus(s).toLatin1().constData();
+    out += '"';
+}
+
+void mechanisms(std::string& out, pos::metrics_t const& metrics) {
+    append_json_key(out, "mechanisms");
+    out += '[';
+    char const* between = "";
     for (auto const& [mech_name, mech] : metrics.mechanisms) {
-        QJsonArray drivers;
+        out += between;
+        between = ",";
+        out += '{';
+        count(out, "disproved", mech->nb_disproved);
+        append_json_key(out, "drivers");
+        out += '[';
+        char const* driver_between = "";
         for (auto const& [driver_name, driver] : mech->drivers) {
-            drivers.append(QJsonObject{{"name", utf8(driver_name)},
-                                       {"unproved", qint64(driver->nb_unproved)},
-                                       {"unknown", qint64(driver->nb_unknown)},
-                                       {"proved", qint64(driver->nb_proved)},
-                                       {"disproved", qint64(driver->nb_disproved)}});
+            out += driver_between;
+            driver_between = ",";
+            out += '{';
+            count(out, "disproved", driver->nb_disproved);
+            text(out, "name", driver_name);
+            count(out, "proved", driver->nb_proved);
+            count(out, "unknown", driver->nb_unknown);
+            count(out, "unproved", driver->nb_unproved, true);
+            out += '}';
         }
-        mechanisms.append(QJsonObject{{"name", utf8(mech_name)},
-                                      {"unproved", qint64(mech->nb_unproved)},
-                                      {"unknown", qint64(mech->nb_unknown)},
-                                      {"proved", qint64(mech->nb_proved)},
-                                      {"unreliable", qint64(mech->nb_unreliably_proved)},
-                                      {"disproved", qint64(mech->nb_disproved)},
-                                      {"drivers", drivers}});
+        out += "],";
+        text(out, "name", mech_name);
+        count(out, "proved", mech->nb_proved);
+        count(out, "unknown", mech->nb_unknown);
+        count(out, "unproved", mech->nb_unproved);
+        count(out, "unreliable", mech->nb_unreliably_proved, true);
+        out += '}';
     }
-    return QJsonObject{{"goals", qint64(metrics.nb_po)},
-                       {"unproved", qint64(metrics.nb_unproved)},
-                       {"proved", qint64(metrics.nb_proved)},
-                       {"unreliable", qint64(metrics.nb_unreliably_proved)},
-                       {"disproved", qint64(metrics.nb_disproved)},
-                       {"external", qint64(metrics.nb_ext)},
-                       {"internal", qint64(metrics.nb_int)},
-                       {"mechanisms", mechanisms}};
+    out += "],";
+}
+
+// The counters before "mechanisms" and after it, around the keys between.
+void counters_head(std::string& out, pos::metrics_t const& metrics) {
+    count(out, "disproved", metrics.nb_disproved);
+    count(out, "external", metrics.nb_ext);
+    count(out, "goals", metrics.nb_po);
+    count(out, "internal", metrics.nb_int);
+    mechanisms(out, metrics);
+}
+
+void counters_tail(std::string& out, pos::metrics_t const& metrics) {
+    count(out, "proved", metrics.nb_proved);
+    count(out, "unproved", metrics.nb_unproved);
+    count(out, "unreliable", metrics.nb_unreliably_proved, true);
+}
+
+// Goals by obligation, the tag once for all its goals:
+// [TAG, TAG_OCCURRENCE, OBLIGATION, GOAL...], each goal
+// [NUMBER, LINE, STATUS, [MECHANISM, STATUS, DRIVER, STATUS...]...].
+void obligations(std::string& out, component_t const& c) {
+    append_json_key(out, "obligations");
+    out += '[';
+    std::uint32_t obligation = 0;
+    for (named_goal_t const& named : named_goals(c)) {
+        pos::goal_detail_t const& g = *named.goal;
+        if (obligation == 0 || g.obligation != obligation) {
+            out += obligation ? "],[" : "[";
+            obligation = g.obligation;
+            append_json_string(out, g.tag);
+            out += ',';
+            append_json_number(out, named.tag_occurrence);
+            out += ',';
+            append_json_number(out, g.obligation);
+        }
+        out += ",[";
+        append_json_number(out, g.number);
+        out += ',';
+        append_json_number(out, g.line);
+        out += ',';
+        status(out, g.status);
+        for (auto const& m : g.mechanisms) {
+            out += ",[";
+            append_json_string(out, m.name);
+            out += ',';
+            status(out, m.status);
+            for (auto const& d : m.drivers) {
+                out += ',';
+                append_json_string(out, d.name);
+                out += ',';
+                status(out, d.status);
+            }
+            out += ']';
+        }
+        out += ']';
+    }
+    out += obligation ? "]]," : "],";
+}
+
+void findings(std::string& out, std::vector<finding_t> const& list) {
+    append_json_key(out, "findings");
+    out += '[';
+    char const* between = "";
+    for (finding_t const& f : list) {
+        out += between;
+        between = ",";
+        out += '{';
+        text(out, "component", f.component);
+        text(out, "file", f.file);
+        count(out, "goal", f.goal);
+        text(out, "kind", f.kind);
+        count(out, "line", f.line);
+        text(out, "message", finding_line(f));
+        text(out, "new", f.new_value);
+        count(out, "obligation", f.obligation);
+        text(out, "old", f.old_value);
+        text(out, "results", f.results);
+        text(out, "tag", f.tag, true);
+        out += '}';
+    }
+    out += "],";
 }
 
 } // namespace
@@ -63,94 +163,39 @@ char const* database_state_word(database_state_t state) {
     return words[static_cast<int>(state)];
 }
 
-namespace {
-
-QJsonObject json_component(component_t const& c) {
-    auto status = [](pos::status_t s) { return pos::strOfProofStatus(s); };
-    QJsonObject component = json_metrics(c.metrics);
-    component.insert("name", utf8(c.name));
-    component.insert("po_file", utf8(c.path));
-    component.insert("po_file_state", po_file_state_word(c.read));
-    QJsonArray goals;
-    for (named_goal_t const& named : named_goals(c)) {
-        pos::goal_detail_t const& g = *named.goal;
-        QJsonArray mechanisms;
-        for (auto const& m : g.mechanisms) {
-            QJsonArray drivers;
-            for (auto const& d : m.drivers)
-                drivers.append(QJsonObject{{"name", utf8(d.name)}, {"status", status(d.status)}});
-            mechanisms.append(QJsonObject{
-                {"name", utf8(m.name)}, {"status", status(m.status)}, {"drivers", drivers}});
-        }
-        goals.append(QJsonObject{{"tag", utf8(g.tag)},
-                                 {"tag_occurrence", qint64(named.tag_occurrence)},
-                                 {"obligation", qint64(g.obligation)},
-                                 {"goal", qint64(g.number)},
-                                 {"line", qint64(g.line)},
-                                 {"status", status(g.status)},
-                                 {"mechanisms", mechanisms}});
-    }
-    component.insert("goal_list", goals);
-    return component;
+void write_json_head(std::ostream& out) {
+    out << "{\"components\":[";
 }
 
-QJsonArray json_findings(std::vector<finding_t> const& findings) {
-    QJsonArray list;
-    for (finding_t const& f : findings)
-        list.append(QJsonObject{{"kind", utf8(f.kind)},
-                                {"component", utf8(f.component)},
-                                {"file", utf8(f.file)},
-                                {"line", qint64(f.line)},
-                                {"tag", utf8(f.tag)},
-                                {"obligation", qint64(f.obligation)},
-                                {"goal", qint64(f.goal)},
-                                {"old", utf8(f.old_value)},
-                                {"new", utf8(f.new_value)},
-                                {"results", utf8(f.results)},
-                                {"message", utf8(finding_line(f))}});
-    return list;
+void write_json_component(std::ostream& out, component_t const& c, std::size_t at,
+                          std::string& buffer) {
+    buffer.assign(at ? ",\n{" : "\n{");
+    counters_head(buffer, c.metrics);
+    text(buffer, "name", c.name);
+    obligations(buffer, c);
+    text(buffer, "po_file", c.path);
+    text(buffer, "po_file_state", po_file_state_word(c.read));
+    counters_tail(buffer, c.metrics);
+    buffer += '}';
+    out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
 }
 
-// `text` with `indent` before each of its lines, without its last line end.
-void write_indented(std::ostream& out, QByteArray const& text, char const* indent) {
-    int start = 0;
-    while (start < text.size()) {
-        int end = text.indexOf('\n', start);
-        if (end < 0)
-            end = text.size();
-        if (start > 0)
-            out << '\n';
-        out << indent;
-        out.write(text.constData() + start, end - start);
-        start = end + 1;
-    }
-}
-
-} // namespace
-
-void write_json(std::ostream& out, report_t const& report) {
+void write_json_tail(std::ostream& out, report_t const& report) {
     collection_t const& collected = report.collected;
-    // One component at a time, each as Qt writes it inside the document: the
-    // goals of a large project never stand in memory as JSON all at once.
-    // "components" is the first key in order, so the rest follows it.
-    out << "{\n    \"components\": [\n";
-    for (std::size_t i = 0; i < collected.components.size(); ++i) {
-        write_indented(
-            out,
-            QJsonDocument(json_component(collected.components[i])).toJson(QJsonDocument::Indented),
-            "        ");
-        out << (i + 1 < collected.components.size() ? ",\n" : "\n");
-    }
-    out << "    ],\n";
-    QJsonObject rest{{"report", "prooftally"},
-                     {"version", 2},
-                     {"project", utf8(report.project)},
-                     {"database", utf8(collected.database)},
-                     {"database_state", database_state_word(collected.database_state)},
-                     {"total", json_metrics(report.total)}};
+    std::string rest = "\n],";
+    text(rest, "database", collected.database);
+    text(rest, "database_state", database_state_word(collected.database_state));
     if (report.gated)
-        rest.insert("findings", json_findings(report.findings));
-    QByteArray const text = QJsonDocument(rest).toJson(QJsonDocument::Indented);
-    out.write(text.constData() + 2, text.size() - 2); // after its "{\n"
+        findings(rest, report.findings);
+    text(rest, "project", report.project);
+    text(rest, "report", "prooftally");
+    append_json_key(rest, "total");
+    rest += '{';
+    counters_head(rest, report.total);
+    counters_tail(rest, report.total);
+    rest += "},";
+    count(rest, "version", JSON_REPORT_VERSION, true);
+    rest += "}\n";
+    out << rest;
     out.flush();
 }

@@ -59,79 +59,78 @@ test_case_t whole_file_case(finding_t const& f, char const* name) {
 
 } // namespace
 
-void write_junit(std::ostream& out, report_t const& report) {
-    collection_t const& collected = report.collected;
-    std::vector<finding_t> const& findings = report.findings;
-    auto next = findings.begin();
-    // The findings of one component, the PO file's before its goals'.
-    auto take = [&](std::size_t at, std::uint32_t obligation, std::uint32_t goal, test_case_t& c) {
-        finding_t const* first = nullptr;
-        for (; next != findings.end() && next->at == at && next->obligation == obligation &&
-               next->goal == goal;
-             ++next) {
-            first = first ? first : &*next;
-            c.lines.push_back(finding_line(*next));
-        }
-        return first;
-    };
-    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\""
-        << html_text(report.project) << "\">\n";
+void write_junit_head(std::ostream& out, std::string const& project,
+                      collection_t const& collected) {
+    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\"" << html_text(project)
+        << "\">\n";
     if (auto database = database_failure(collected)) {
-        if (next != findings.end() && next->kind == "database")
-            ++next;
         test_case_t c = whole_file_case(*database, "project database");
         c.type = database_state_word(collected.database_state);
         c.lines.push_back(finding_line(*database));
         write_suite(out, collected.database, {c});
     }
+}
+
+void write_junit_component(std::ostream& out, component_t const& component, std::size_t at,
+                           finding_t const* next, finding_t const* end) {
+    // The findings of the PO file before those of its goals.
+    auto take = [&](std::uint32_t obligation, std::uint32_t goal, test_case_t& c) {
+        finding_t const* first = nullptr;
+        for (; next != end && next->obligation == obligation && next->goal == goal; ++next) {
+            first = first ? first : next;
+            c.lines.push_back(finding_line(*next));
+        }
+        return first;
+    };
     std::vector<test_case_t> cases;
-    for (std::size_t at = 0; at < collected.components.size(); ++at) {
-        component_t const& component = collected.components[at];
-        cases.clear();
-        test_case_t file;
-        if (finding_t const* found = take(at, 0, 0, file)) {
-            std::vector<std::string> lines = std::move(file.lines);
-            file = whole_file_case(*found, "PO file");
-            file.lines = std::move(lines);
-        }
-        if (component.read != pos::po_read_t::read) {
-            finding_t const state = file_finding(component, at);
-            if (!file.verdict)
-                file = whole_file_case(state, "PO file");
-            file.verdict = "error";
-            file.type = state.kind;
-            if (file.lines.empty())
-                file.lines.push_back(finding_line(state));
-        }
-        if (file.verdict)
-            cases.push_back(std::move(file));
-        for (named_goal_t const& g : named_goals(component)) {
-            finding_t const goal = goal_finding(component, at, g);
-            test_case_t& c = cases.emplace_back();
-            c.name = goal.label;
-            c.file = goal.file;
-            c.line = goal.line;
-            finding_t const* found = take(at, goal.obligation, goal.goal, c);
-            if (g.goal->status == pos::PROVED && !found)
-                continue;
-            c.verdict = "failure";
-            c.type = goal.new_value;
-            c.message = goal.results.empty() ? goal.new_value : goal.results;
-            if (g.goal->status == pos::PROVED) {
-                // Proved still, but a mechanism or driver lost its proof.
-                c.type = "lost";
-                c.message = found->results;
-            }
-            if (c.lines.empty())
-                c.lines.push_back(finding_line(goal));
-        }
-        write_suite(out, component.name, cases);
+    test_case_t file;
+    if (finding_t const* found = take(0, 0, file)) {
+        std::vector<std::string> lines = std::move(file.lines);
+        file = whole_file_case(*found, "PO file");
+        file.lines = std::move(lines);
     }
+    if (component.read != pos::po_read_t::read) {
+        finding_t const state = file_finding(component, at);
+        if (!file.verdict)
+            file = whole_file_case(state, "PO file");
+        file.verdict = "error";
+        file.type = state.kind;
+        if (file.lines.empty())
+            file.lines.push_back(finding_line(state));
+    }
+    if (file.verdict)
+        cases.push_back(std::move(file));
+    for (named_goal_t const& g : named_goals(component)) {
+        finding_t const goal = goal_finding(component, at, g);
+        test_case_t& c = cases.emplace_back();
+        c.name = goal.label;
+        c.file = goal.file;
+        c.line = goal.line;
+        finding_t const* found = take(goal.obligation, goal.goal, c);
+        if (g.goal->status == pos::PROVED && !found)
+            continue;
+        c.verdict = "failure";
+        c.type = goal.new_value;
+        c.message = goal.results.empty() ? goal.new_value : goal.results;
+        if (g.goal->status == pos::PROVED) {
+            // Proved still, but a mechanism or driver lost its proof.
+            c.type = "lost";
+            c.message = found->results;
+        }
+        if (c.lines.empty())
+            c.lines.push_back(finding_line(goal));
+    }
+    write_suite(out, component.name, cases);
+}
+
+void write_junit_tail(std::ostream& out, report_t const& report) {
     // Components that only the baseline lists.
-    for (; next != findings.end(); ++next) {
-        test_case_t c = whole_file_case(*next, "PO file");
-        c.lines.push_back(finding_line(*next));
-        write_suite(out, next->component, {c});
+    for (finding_t const& f : report.findings) {
+        if (f.kind == "database" || f.at < report.collected.components.size())
+            continue;
+        test_case_t c = whole_file_case(f, "PO file");
+        c.lines.push_back(finding_line(f));
+        write_suite(out, f.component, {c});
     }
     out << "</testsuites>\n";
     out.flush();

@@ -8,7 +8,14 @@
 #include "prooftally/model.h"
 
 #include <ostream>
+#include <string>
 
-void write_junit(std::ostream& out, report_t const& report);
+// Written as the run is collected: the head (and the project database's
+// suite when it cannot be read), each component with its goals and its
+// findings [first, last), then the components that only the baseline lists.
+void write_junit_head(std::ostream& out, std::string const& project, collection_t const& collected);
+void write_junit_component(std::ostream& out, component_t const& component, std::size_t at,
+                           finding_t const* first, finding_t const* last);
+void write_junit_tail(std::ostream& out, report_t const& report);
 
 #endif
