@@ -33,12 +33,14 @@ public:
     qint64 refused = -1; // what the reference the document ended before would have brought in
 
 private:
+    QChar read();
     QChar pull();
     qint64 reference();
     qint64 limit_;
     QChar lead_;
     QHash<QString, qint64> sizes_;
     int longest_ = 0;
+    bool reading_ = false;
     qint64 checked_ = -1;      // the position whose reference was charged
     std::vector<QChar> ahead_; // read by the watch, not yet handed on
     QString recent_;           // the last characters handed on, for "<!--" and the like

@@ -135,15 +135,26 @@ QHash<QString, qint64> expansions(declarations_t const& declarations, QChar lead
 
 } // namespace
 
+// The base class asks itself, through next(), for the character after each
+// piece it fetches: that call must reach the base class again.
+QChar dom_source_t::read() {
+    reading_ = true;
+    const QChar c = QXmlInputSource::next();
+    reading_ = false;
+    return c;
+}
+
 QChar dom_source_t::pull() {
     if (ahead_.empty())
-        return QXmlInputSource::next();
+        return read();
     const QChar c = ahead_.front();
     ahead_.erase(ahead_.begin());
     return c;
 }
 
 QChar dom_source_t::next() {
+    if (reading_)
+        return QXmlInputSource::next();
     if (refused >= 0 || (limit_ >= 0 && consumed >= limit_))
         return QChar(EndOfDocument);
     if (!sizes_.isEmpty() && checked_ != consumed) {
@@ -195,7 +206,7 @@ qint64 dom_source_t::reference() {
     int seen = 0;
     for (std::size_t k = 0;; ++k) {
         if (k == ahead_.size())
-            ahead_.push_back(QXmlInputSource::next());
+            ahead_.push_back(read());
         const QChar c = ahead_[k];
         if (c.unicode() == EndOfData)
             continue;
