@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <functional>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -27,14 +28,6 @@ const std::pair<QLatin1String, QLatin1String> MARKUP_WITHOUT_REFERENCES[] = {
     {QLatin1String("<![CDATA["), QLatin1String("]]>")},
     {QLatin1String("<?"), QLatin1String("?>")}};
 
-// Whether `name` could be the name of a reference: what cannot makes the
-// parser stop there.
-bool plausibleName(QStringRef name) {
-    return !name.isEmpty() && std::none_of(name.begin(), name.end(), [](QChar c) {
-        return c.isSpace() || QStringLiteral("<>&%;'\"").contains(c);
-    });
-}
-
 // What each entity's text brings in where a reference "LEAD NAME;" to it is
 // expanded, in UTF-16 units as the parser counts them, saturating past
 // `cap`: a reference to another of `declarations` counts as that one's text,
@@ -44,10 +37,10 @@ bool plausibleName(QStringRef name) {
 // The first declaration of a name is the one the parser keeps.
 QHash<QString, qint64> expansions(declarations_t const& declarations, QChar lead, qint64 cap) {
     struct entity_t {
+        QString const* value;
         qint64 literal = 0;
         std::vector<int> references;
         qint64 size = -1; // -1: not yet known
-        bool visiting = false;
     };
     // The parser takes the predefined entities as they are, declared or not.
     static const QSet<QString> predefined = {QStringLiteral("lt"), QStringLiteral("gt"),
@@ -56,80 +49,59 @@ QHash<QString, qint64> expansions(declarations_t const& declarations, QChar lead
     const bool general = lead == QLatin1Char('&');
     QHash<QString, int> index;
     std::vector<entity_t> entities;
-    std::vector<QString const*> values;
     for (auto const& [name, value] : declarations)
         if (!index.contains(name) && !(general && predefined.contains(name))) {
             index.insert(name, static_cast<int>(entities.size()));
-            entities.emplace_back();
-            values.push_back(&value);
+            entities.push_back({&value, 0, {}, -1});
         }
-    for (std::size_t k = 0; k < entities.size(); ++k) {
-        QString const& value = *values[k];
-        entity_t& e = entities[k];
-        QLatin1String closing;
+    // What cannot be a name makes the parser stop there.
+    auto isName = [](QStringRef name) {
+        return !name.isEmpty() && std::none_of(name.begin(), name.end(), [](QChar c) {
+            return c.isSpace() || QStringLiteral("<>&%;'\"").contains(c);
+        });
+    };
+    for (entity_t& e : entities) {
+        QString const& value = *e.value;
         for (int i = 0; i < value.size(); ++i) {
             const QStringRef rest = value.midRef(i);
-            if (closing.size() > 0) {
-                if (rest.startsWith(closing)) {
-                    e.literal += closing.size() - 1;
-                    i += closing.size() - 1;
-                    closing = QLatin1String();
+            for (auto const& [open, close] : MARKUP_WITHOUT_REFERENCES)
+                if (rest.startsWith(open)) {
+                    const int end = value.indexOf(close, i + open.size());
+                    const int next = end < 0 ? value.size() : end + close.size();
+                    e.literal += next - i - 1;
+                    i = next - 1;
                 }
-            } else if (value.at(i) == QLatin1Char('<')) {
-                for (auto const& [open, close] : MARKUP_WITHOUT_REFERENCES)
-                    if (rest.startsWith(open)) {
-                        closing = close;
-                        e.literal += open.size() - 1;
-                        i += open.size() - 1;
-                        break;
-                    }
-            } else if (value.at(i) == lead) {
-                const int end = value.indexOf(QLatin1Char(';'), i);
-                const QStringRef name = value.midRef(i + 1, end - i - 1);
-                if (end > i && plausibleName(name)) {
-                    i = end;
-                    const auto ref = index.constFind(name.toString());
-                    if (ref != index.constEnd())
-                        e.references.push_back(*ref);
-                    else if (general && (name.startsWith(QLatin1Char('#')) ||
-                                         predefined.contains(name.toString())))
-                        ++e.literal;
-                    continue;
-                }
+            const int end = value.at(i) == lead ? value.indexOf(QLatin1Char(';'), i) : -1;
+            const QStringRef name = value.midRef(i + 1, end - i - 1);
+            if (end < 0 || !isName(name)) {
+                ++e.literal;
+                continue;
             }
-            ++e.literal;
+            i = end;
+            const auto ref = index.constFind(name.toString());
+            if (ref != index.constEnd())
+                e.references.push_back(*ref);
+            else if (general &&
+                     (name.startsWith(QLatin1Char('#')) || predefined.contains(name.toString())))
+                ++e.literal;
         }
     }
-    // Depth-first without recursion: chains may be long.
-    for (std::size_t root = 0; root < entities.size(); ++root) {
-        std::vector<std::pair<int, std::size_t>> stack{{static_cast<int>(root), 0}};
-        while (!stack.empty()) {
-            auto& [current, next] = stack.back();
-            entity_t& e = entities[current];
-            if (e.size >= 0 && next == 0) {
-                stack.pop_back();
-                continue;
-            }
-            e.visiting = true;
-            if (next < e.references.size()) {
-                const int child = e.references[next++];
-                if (entities[child].visiting)
-                    entities[child].size = cap + 1;
-                else if (entities[child].size < 0)
-                    stack.push_back({child, 0});
-                continue;
-            }
-            qint64 size = std::min(e.literal, cap + 1);
+    // Chains are at most MAX_ENTITY_DECLARATIONS long. An entity being
+    // measured counts as endless, so that a cycle is.
+    std::function<qint64(int)> size = [&](int k) {
+        entity_t& e = entities[k];
+        if (e.size < 0) {
+            e.size = cap + 1;
+            qint64 total = std::min(e.literal, cap + 1);
             for (int child : e.references)
-                size = std::min(size + entities[child].size, cap + 1);
-            e.size = std::max(e.size, size);
-            e.visiting = false;
-            stack.pop_back();
+                total = std::min(total + size(child), cap + 1);
+            e.size = total;
         }
-    }
+        return e.size;
+    };
     QHash<QString, qint64> sizes;
     for (auto it = index.constBegin(); it != index.constEnd(); ++it)
-        sizes.insert(it.key(), entities[*it].size);
+        sizes.insert(it.key(), size(*it));
     return sizes;
 }
 

@@ -20,9 +20,10 @@ constexpr int MAX_XML_DEPTH = 4096;
 // MAX_ENTITY_EXPANSION characters (UTF-16 units, as the parser counts them)
 // may not be referenced, and all references together may bring in at most
 // MAX_ENTITY_REFERENCES. The parser checks each new entity declaration
-// against all earlier ones: a DTD may declare at most MAX_ENTITY_DECLARATIONS
-// entities (a name declared again is ignored), whose values (parameter
-// entities replaced) hold at most MAX_ENTITY_VALUES characters in all.
+// against all earlier ones, in time that grows with the square of their
+// number and of their values: a DTD may declare at most
+// MAX_ENTITY_DECLARATIONS entities (a name declared again is ignored), whose
+// values (parameter entities replaced) hold MAX_ENTITY_VALUES characters.
 constexpr qint64 MAX_ENTITY_EXPANSION = 4096;
 constexpr qint64 MAX_ENTITY_REFERENCES = 1 << 20;
 constexpr int MAX_ENTITY_DECLARATIONS = 1000;
@@ -50,7 +51,7 @@ struct load_error_t {
 // others), before the reference that brings the expansions past
 // MAX_ENTITY_REFERENCES, or, in a DTD with more than MAX_ENTITY_DECLARATIONS
 // entities or MAX_ENTITY_VALUES characters of values, after the last entity
-// declaration within both (so no document of 1 MB takes a second).
+// declaration within both (no element is read).
 // Unopened: `doc` is null. Broken: `doc` holds the elements whose start tags
 // were read before the error or the cut. `error`, when given, is filled
 // unless the file parsed; it names the limit when the reader got that far.
