@@ -40,7 +40,7 @@ private:
     QChar lead_;
     QHash<QString, qint64> sizes_;
     int longest_ = 0;
-    bool reading_ = false;
+    bool reading_ = false;     // inside the base class's next()
     qint64 checked_ = -1;      // the position whose reference was charged
     std::vector<QChar> ahead_; // read by the watch, not yet handed on
     QString recent_;           // the last characters handed on, for "<!--" and the like
