@@ -2,11 +2,13 @@
 // QDomDocument::setContent of the same bytes. Within the limits both must give
 // the same document (every element, attribute and value: compared as text),
 // the same result and the same error and position. A cut must be earned: only
-// a document that really nests too deep, or declares entities, is cut.
+// a document that really nests too deep, or declares entities, is cut (a
+// plain load of one cut for its entities may take hours: not compared).
 #include "pos/xml_load.h"
 #include "test_support.h"
 
 #include <QDomDocument>
+#include <QRegularExpression>
 
 #include <cstdint>
 #include <cstdlib>
@@ -58,7 +60,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     pos::load_error_t error;
     const pos::load_t result = pos::loadDocument(path, hardened, &error);
 
-    if (error.message.startsWith(QLatin1String("an entity expands"))) {
+    static const QRegularExpression entityLimit(
+        QStringLiteral("^(an entity expands|more than \\d+ entity declarations|entity values "
+                       "of|entity references)"));
+    if (entityLimit.match(error.message).hasMatch()) {
         // UTF-16 too: the declaration with its zero bytes dropped.
         require(QByteArray(bytes).replace(char(0), QByteArray()).contains("ENTITY"),
                 "an entity cut without an entity declaration");
