@@ -22,7 +22,7 @@ hot.dispatchEvent(new Event("change"));
 seen.push(names());
 document.title = seen.join(" / ");
 PROBE
-python3 "$(dirname "$0")/check_page.py" --join "$1/dashboard.css" "$1/dashboard.js" "$1/$2" |
+/usr/bin/python3 "$(dirname "$0")/check_page.py" --join "$1/dashboard.css" "$1/dashboard.js" "$1/$2" |
     awk -v probe="$tmp/probe.js" '$0 == "</body>" { print "<script>"; while ((getline l < probe) > 0) print l; print "</script>" } 1' \
     >"$tmp/page.html"
 sandbox=
