@@ -2,7 +2,6 @@
 #include "pomaint/undecodable.h"
 
 #include "pos/pos.h"
-#include "pos/xml_load.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -13,64 +12,112 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
-void report_unknown_status(std::string const& path,
-                           std::optional<pos::unknown_status_t> const& where) {
-    if (where)
-        std::fprintf(stderr, "pomaint: %s:%lld: unknown proof status value \"%s\"\n", path.c_str(),
-                     where->line, where->value.c_str());
-    else
-        std::fprintf(stderr, "pomaint: %s: unknown proof status value\n", path.c_str());
+void report_unknown_status(std::string const& path, pos::unknown_status_error const& unknown) {
+    std::fprintf(stderr, "%s:%lld: unknown proof status value \"%s\"\n", path.c_str(), unknown.line,
+                 unknown.value.c_str());
 }
 
-bool load_po_file(std::string const& path, QDomDocument& doc) {
-    pos::load_error_t error;
-    switch (pos::loadDocument(QString::fromStdString(path), doc, &error)) {
-    case pos::load_t::unopened: {
+namespace {
+
+// Hands each goal on until one holds a status that the count does not know.
+class status_gate_t : public pos::goal_consumer_t {
+public:
+    explicit status_gate_t(pos::goal_consumer_t& next) : next_(next) {}
+    void restart() override {
+        unknown.reset();
+        counted_ = pos::metrics_t{};
+        next_.restart();
+    }
+    void goal(pos::goal_record_t const& goal) override {
+        if (unknown)
+            return;
+        try {
+            pos::countGoal(goal, counted_);
+        } catch (pos::unknown_status_error const& e) {
+            unknown = e;
+            return;
+        }
+        next_.goal(goal);
+    }
+    void endObligation(pos::obligation_record_t const& obligation) override {
+        if (!unknown)
+            next_.endObligation(obligation);
+    }
+    std::optional<pos::unknown_status_error> unknown;
+
+private:
+    pos::goal_consumer_t& next_;
+    pos::metrics_t counted_;
+};
+
+class ignore_t : public pos::goal_consumer_t {
+    void restart() override {}
+    void goal(pos::goal_record_t const&) override {}
+};
+
+// False after naming the file and why it cannot be acted on.
+bool readable(std::string const& path, pos::read_state_t const& read) {
+    switch (read.read) {
+    case pos::po_read_t::unopened: {
         // The system's reason when there is one (no such file, permission).
         struct stat status;
-        const std::string reason = ::stat(path.c_str(), &status) != 0
-                                       ? std::strerror(errno)
-                                       : error.message.toUtf8().toStdString();
-        std::fprintf(stderr, "pomaint: %s: %s\n", path.c_str(), reason.c_str());
+        const std::string reason =
+            ::stat(path.c_str(), &status) != 0 ? std::strerror(errno) : read.message;
+        std::fprintf(stderr, "%s: %s\n", path.c_str(), reason.c_str());
         return false;
     }
-    case pos::load_t::broken:
-        std::fprintf(stderr, "pomaint: %s:%d:%d: not well-formed XML: %s\n", path.c_str(),
-                     error.line, error.column, error.message.toUtf8().constData());
+    case pos::po_read_t::malformed:
+        std::fprintf(stderr, "%s:%d:%d: not well-formed XML: %s\n", path.c_str(), read.line,
+                     read.column, read.message.c_str());
         return false;
-    case pos::load_t::parsed:
-        break;
+    default:
+        return true;
     }
-    // The reader keeps the declaration but hands it back in single quotes;
-    // PO files are written with double ones. Its values hold no quotes.
-    QDomProcessingInstruction declaration = doc.firstChild().toProcessingInstruction();
-    if (!declaration.isNull() && declaration.target() == QStringLiteral("xml"))
-        declaration.setData(declaration.data().replace(QLatin1Char('\''), QLatin1Char('"')));
-    // Every status the goal walk would convert, so that no subcommand meets
-    // an unknown one half-way through a file.
-    if (auto const unknown = pos::findUnknownStatus(doc)) {
-        report_unknown_status(path, unknown);
+}
+
+} // namespace
+
+bool read_po_file(std::string const& path, pos::goal_consumer_t& consumer) {
+    // Every status the count would convert, so that no subcommand acts on
+    // a file that holds an unknown one.
+    status_gate_t gate(consumer);
+    if (!readable(path, pos::readPoFile(path, gate)))
+        return false;
+    if (gate.unknown) {
+        report_unknown_status(path, *gate.unknown);
         return false;
     }
     return true;
 }
 
+bool load_po_file(std::string const& path, QDomDocument& doc) {
+    ignore_t ignore;
+    if (!read_po_file(path, ignore) || !readable(path, pos::loadPoDocument(path, doc)))
+        return false;
+    // The reader keeps the declaration but hands it back in single quotes;
+    // PO files are written with double ones. Its values hold no quotes.
+    QDomProcessingInstruction declaration = doc.firstChild().toProcessingInstruction();
+    if (!declaration.isNull() && declaration.target() == QStringLiteral("xml"))
+        declaration.setData(declaration.data().replace(QLatin1Char('\''), QLatin1Char('"')));
+    return true;
+}
+
 bool decodes_cleanly(std::string const& path) {
-    QFile file;
-    if (!pos::openRegularFile(QString::fromStdString(path), file))
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly))
         return true; // loading it has already failed and said so
     const undecodable_t bad = firstUndecodable(file.readAll());
     if (bad.line == 0)
         return true;
     const std::string encoding = bad.encoding.toStdString();
     std::fprintf(stderr,
-                 bad.declared
-                     ? "pomaint: %s:%d: byte 0x%02X is not valid %s, the encoding the file "
-                       "declares; a rewrite would lose it, so the file is left unchanged\n"
-                     : "pomaint: %s:%d: byte 0x%02X is not valid %s and the file declares "
-                       "no encoding; a rewrite would lose it, so the file is left "
-                       "unchanged\n",
+                 bad.declared ? "%s:%d: byte 0x%02X is not valid %s, the encoding the file "
+                                "declares; a rewrite would lose it, so the file is left unchanged\n"
+                              : "%s:%d: byte 0x%02X is not valid %s and the file declares "
+                                "no encoding; a rewrite would lose it, so the file is left "
+                                "unchanged\n",
                  path.c_str(), bad.line, bad.byte, encoding.c_str());
     return false;
 }

@@ -40,7 +40,7 @@ file_t openInput(std::string const& path) {
 }
 
 void reportUnwritable(std::string const& path, std::string const& error) {
-    std::fprintf(stderr, "pomaint: %s: cannot be rewritten: %s; left unchanged\n", path.c_str(),
+    std::fprintf(stderr, "%s: cannot be rewritten: %s; left unchanged\n", path.c_str(),
                  error.c_str());
 }
 
@@ -107,8 +107,8 @@ edit_t editDocument(std::string const& path, bool dry_run,
     edit_t result;
     try {
         result = edit(path, doc);
-    } catch (std::out_of_range const&) {
-        report_unknown_status(path, pos::findUnknownVerdict(doc));
+    } catch (pos::unknown_status_error const& unknown) {
+        report_unknown_status(path, unknown);
         return edit_t::failed;
     }
     if (result != edit_t::changed)
@@ -172,8 +172,7 @@ int run_remove_mechanism(std::vector<std::string> const& files, std::string cons
         [&name](std::string const& path, QDomDocument& doc) {
             bool removed = false;
             if (!pos::removeMechanism(doc, name, removed)) {
-                std::fprintf(stderr, "pomaint: %s: a mechanism could not be removed\n",
-                             path.c_str());
+                std::fprintf(stderr, "%s: a mechanism could not be removed\n", path.c_str());
                 return edit_t::failed;
             }
             return removed ? edit_t::changed : edit_t::unchanged;

@@ -4,32 +4,54 @@
 
 #include "pos/pos.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <list>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Distinct names in order of first appearance.
+class names_t {
+public:
+    void add(std::string_view name) {
+        if (seen_.find(name) == seen_.end()) {
+            seen_.emplace(name);
+            list.emplace_back(name);
+        }
+    }
+    std::vector<std::string> list;
+
+private:
+    std::set<std::string, std::less<>> seen_;
+};
+
+class lister_t : public pos::goal_consumer_t {
+public:
+    void restart() override { names = names_t(); }
+    void goal(pos::goal_record_t const& goal) override {
+        for (pos::mechanism_record_t const& m : goal.mechanisms)
+            names.add(m.name.value_or(""));
+    }
+    names_t names;
+};
+
+} // namespace
 
 int run_mechanisms(std::vector<std::string> const& files) {
     int status = 0;
-    std::list<std::string> all;
+    names_t all;
     for (std::string const& path : files) {
-        // The listing itself would count a broken file as far as it was read;
-        // loading first refuses it, as every subcommand does.
-        QDomDocument doc;
-        std::list<std::string> names;
-        if (!load_po_file(path, doc)) {
+        // A file that is refused adds no name, not even those read before.
+        lister_t lister;
+        if (!read_po_file(path, lister)) {
             status = EXIT_TROUBLE;
             continue;
         }
-        if (!pos::getMechanisms(path, names)) {
-            std::fprintf(stderr, "pomaint: %s: cannot be opened any more\n", path.c_str());
-            status = EXIT_TROUBLE;
-            continue;
-        }
-        for (std::string const& name : names)
-            if (std::find(all.begin(), all.end(), name) == all.end())
-                all.push_back(name);
+        for (std::string const& name : lister.names.list)
+            all.add(name);
     }
-    for (std::string const& name : all)
+    for (std::string const& name : all.list)
         std::printf("%s\n", name.c_str());
     return status;
 }

@@ -1,5 +1,6 @@
 #include "pos/dom_parse.h"
 #include "pos/readers.h"
+#include "pos/record_builder.h"
 
 #include <exception>
 
@@ -14,8 +15,8 @@ namespace {
 
 class event_reader_t : public limit_watch_t {
 public:
-    event_reader_t(dom_source_t& source, goal_events_t& events)
-        : limit_watch_t(source), events_(events) {}
+    event_reader_t(dom_source_t& source, goal_consumer_t& consumer)
+        : limit_watch_t(source), out_(consumer) {}
 
     void setDocumentLocator(QXmlLocator* locator) override { locator_ = locator; }
 
@@ -28,37 +29,38 @@ public:
         flushTagText();
         level_t& parent = levels_.back();
         const role_t role = childRole(
-            parent.role, [&name](QString const& tag) { return name == tag; }, parent.seenTag,
-            parent.seenProofState);
+            parent.role, [&name](QString const& tag) { return name == tag; }, parent.seen);
         levels_.push_back({role});
         const long long line = locator_->lineNumber();
-        try {
+        return guarded([&] {
             switch (role) {
             case role_t::obligation:
-                events_.obligation(line);
+                out_.obligation(line);
                 break;
             case role_t::goal:
-                events_.goal(line, attr(attributes, ATTR_STATUS, status_));
+                out_.goal(line, attr(attributes, ATTR_STATUS, status_));
                 break;
             case role_t::proof_state:
-                events_.proofState(attr(attributes, ATTR_PROOF_STATE, status_));
+                out_.proofState(attr(attributes, ATTR_PROOF_STATE, status_));
+                break;
+            case role_t::iapa:
+                out_.iapa(line);
+                break;
+            case role_t::verdict:
+                out_.verdict(line, attr(attributes, ATTR_VALUE, status_));
                 break;
             case role_t::mechanism:
-                events_.mechanism(line, attr(attributes, ATTR_NAME, name_),
-                                  attr(attributes, ATTR_STATUS, status_));
+                out_.mechanism(line, attr(attributes, ATTR_NAME, name_),
+                               attr(attributes, ATTR_STATUS, status_));
                 break;
             case role_t::driver:
-                events_.driver(line, attr(attributes, ATTR_NAME, name_),
-                               attr(attributes, ATTR_STATUS, status_));
+                out_.driver(line, attr(attributes, ATTR_NAME, name_),
+                            attr(attributes, ATTR_STATUS, status_));
                 break;
             default:
                 break;
             }
-        } catch (...) {
-            error = std::current_exception();
-            return false;
-        }
-        return true;
+        });
     }
 
     bool endElement(QString const& uri, QString const& local, QString const& name) override {
@@ -67,8 +69,16 @@ public:
             return false;
         limit_watch_t::endElement(uri, local, name);
         flushTagText();
+        const role_t role = levels_.back().role;
         levels_.pop_back();
-        return true;
+        return guarded([&] {
+            if (role == role_t::tag)
+                out_.tagEnd();
+            else if (role == role_t::goal)
+                out_.endGoal();
+            else if (role == role_t::obligation)
+                out_.endObligation();
+        });
     }
 
     bool characters(QString const& text) override {
@@ -77,7 +87,8 @@ public:
             return false;
         // Text from an entity the parser reports as such becomes an entity
         // reference node, which holds no text of the element.
-        if (levels_.back().role == role_t::tag && !inEntity_)
+        const role_t role = levels_.back().role;
+        if ((role == role_t::tag || role == role_t::tag_part) && !inEntity_)
             tagText_ += text;
         return true;
     }
@@ -88,21 +99,39 @@ public:
         return true;
     }
 
+    bool fatalError(QXmlParseException const& exception) override {
+        failure = {po_read_t::malformed, exception.message().toStdString(), exception.lineNumber(),
+                   exception.columnNumber()};
+        return false;
+    }
+
     // What the parser read before it stopped on an error stays in the
     // document; what led up to an element nested too deep does not.
     void finish() {
         if (depthCut < 0)
             flushTagText();
+        out_.finish();
     }
 
     std::exception_ptr error;
+    read_state_t failure;
 
 private:
     struct level_t {
         role_t role;
-        bool seenTag = false;
-        bool seenProofState = false;
+        unsigned char seen = 0;
     };
+
+    // What the consumer throws stops the parser, and is thrown once it has.
+    template <typename F> bool guarded(F const& f) {
+        try {
+            f();
+            return true;
+        } catch (...) {
+            error = std::current_exception();
+            return false;
+        }
+    }
 
     // The DOM keeps the last of two attributes of one name.
     static attr_t attr(QXmlAttributes const& attributes, QString const& name, QByteArray& utf8) {
@@ -119,10 +148,10 @@ private:
             return;
         const QByteArray utf8 = tagText_.toUtf8();
         tagText_.clear();
-        events_.tagText(std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size())));
+        out_.tagText(std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size())));
     }
 
-    goal_events_t& events_;
+    record_builder_t out_;
     QXmlLocator* locator_ = nullptr;
     std::vector<level_t> levels_{{role_t::none}};
     QString tagText_;
@@ -130,16 +159,43 @@ private:
     QByteArray name_, status_;
 };
 
+// Where the parser stops when the document ends after `characters`.
+class end_watch_t : public QXmlDefaultHandler {
+public:
+    bool fatalError(QXmlParseException const& exception) override {
+        line = exception.lineNumber();
+        column = exception.columnNumber();
+        return false;
+    }
+    int line = 0, column = 0;
+};
+
 } // namespace
 
-po_read_t parseEvents(QFile& file, goal_events_t& events) {
+read_state_t parseRecords(QFile& file, goal_consumer_t& consumer) {
     dom_source_t source(&file, -1);
-    event_reader_t reader(source, events);
+    event_reader_t reader(source, consumer);
     const bool parsed = parseAsDom(source, reader);
     if (reader.error)
         std::rethrow_exception(reader.error);
     reader.finish();
-    return parsed ? po_read_t::read : po_read_t::malformed;
+    if (parsed)
+        return {po_read_t::read, {}, 0, 0};
+    read_state_t state = reader.failure;
+    state.read = po_read_t::malformed;
+    const QString cut = cutReason(reader, source);
+    if (!cut.isNull())
+        state.message = cut.toStdString();
+    // The document ends where the nesting went too deep: the error stands
+    // where the parser meets that end.
+    if (reader.depthCut >= 0 && file.seek(0)) {
+        dom_source_t prefix(&file, reader.depthCut);
+        end_watch_t end;
+        parseAsDom(prefix, end);
+        state.line = end.line;
+        state.column = end.column;
+    }
+    return state;
 }
 
 } // namespace pos

@@ -1,4 +1,3 @@
-#include "pos/events.h"
 #include "pos/pos_internal.h"
 
 #include <algorithm>
@@ -107,6 +106,34 @@ std::optional<status_t> statusOfUtf8(std::string_view value) {
 bool provedByProver(std::string_view proofState) {
     static const std::vector<std::string> proved = utf8(proofProvedStatuses);
     return std::find(proved.begin(), proved.end(), proofState) != proved.end();
+}
+
+std::optional<status_t> verdictOfUtf8(std::string_view value) {
+    static const std::vector<std::pair<std::string, status_t>> dict{
+        {ATTR_VALUE_UNPROVED.toStdString(), UNPROVED},
+        {ATTR_VALUE_UNKNOWN.toStdString(), UNPROVED},
+        {ATTR_VALUE_VALID.toStdString(), UNRELIABLY_PROVED},
+        {ATTR_VALUE_INVALID.toStdString(), DISPROVED},
+    };
+    for (auto const& [word, status] : dict)
+        if (word == value)
+            return status;
+    return std::nullopt;
+}
+
+std::optional<status_t> mechanismResultOfUtf8(std::string_view value) {
+    // The five status names alone, not the proof state's ranks; Unknown
+    // counts as unproved.
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> words;
+        for (int s = UNPROVED; s <= DISPROVED; ++s)
+            words.push_back(strOfProofStatus(static_cast<status_t>(s)).toStdString());
+        return words;
+    }();
+    for (std::size_t s = 0; s < names.size(); ++s)
+        if (names[s] == value)
+            return s == UNKNOWN ? UNPROVED : static_cast<status_t>(s);
+    return std::nullopt;
 }
 
 unknown_status_error::unknown_status_error(std::string value, long long line)
