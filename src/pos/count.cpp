@@ -50,14 +50,11 @@ read_state_t readPoFile(std::string const& path, goal_consumer_t& consumer) {
 
 read_state_t loadPoDocument(std::string const& path, QDomDocument& doc) {
     load_error_t error;
-    switch (loadDocument(QString::fromStdString(path), doc, &error)) {
-    case load_t::parsed:
-        return {po_read_t::read, {}, 0, 0};
-    case load_t::unopened:
-        return {po_read_t::unopened, error.message.toStdString(), 0, 0};
-    default:
-        return {po_read_t::malformed, error.message.toStdString(), error.line, error.column};
-    }
+    const load_t loaded = loadDocument(QString::fromStdString(path), doc, &error);
+    return {loaded == load_t::parsed     ? po_read_t::read
+            : loaded == load_t::unopened ? po_read_t::unopened
+                                         : po_read_t::malformed,
+            error.message.toStdString(), error.line, error.column};
 }
 
 po_read_t countPoFile(std::string const& path, metrics_t& metrics,

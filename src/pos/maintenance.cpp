@@ -18,6 +18,23 @@ attr_t attribute(QDomElement const& e, QString const& name, QByteArray& utf8) {
     return std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size()));
 }
 
+// Feeds an element of `role` and the children the rules read, by the same
+// roles as the readers give them.
+void feed(record_builder_t& out, QDomElement const& e, role_t role) {
+    QByteArray name, status, value;
+    out.start(role, e.lineNumber(), attribute(e, ATTR_NAME, name),
+              attribute(e, ATTR_STATUS, status),
+              attribute(e, role == role_t::verdict ? ATTR_VALUE : ATTR_PROOF_STATE, value));
+    unsigned char seen = 0;
+    for (QDomElement c = e.firstChildElement(); !c.isNull(); c = c.nextSiblingElement()) {
+        const role_t child = childRole(
+            role, [&c](QString const& tag) { return c.tagName() == tag; }, seen);
+        if (child != role_t::other)
+            feed(out, c, child);
+    }
+    out.end(role);
+}
+
 // Hands `use` the goal element as a record: the one way the operations on a
 // document read a goal, so that they ask the rules what every reader asks.
 template <typename Use> void withRecord(QDomElement const& goal, Use const& use) {
@@ -27,37 +44,8 @@ template <typename Use> void withRecord(QDomElement const& goal, Use const& use)
         void goal(goal_record_t const& record) override { use(record); }
         Use const& use;
     } once(use);
-    record_builder_t builder(once);
-    QByteArray name, status;
-    builder.goal(goal.lineNumber(), attribute(goal, ATTR_STATUS, status));
-    const QDomElement state = goal.firstChildElement(TAG_PROOF_STATE);
-    if (!state.isNull())
-        builder.proofState(attribute(state, ATTR_PROOF_STATE, status));
-    const QDomElement iapa = goal.firstChildElement(TAG_IAPA);
-    if (!iapa.isNull()) {
-        builder.iapa(iapa.lineNumber());
-        const QDomElement verdict = iapa.firstChildElement(TAG_STATUS);
-        if (!verdict.isNull())
-            builder.verdict(verdict.lineNumber(), attribute(verdict, ATTR_VALUE, status));
-    }
-    for (QDomElement m = goal.firstChildElement(TAG_MECHANISM); !m.isNull();
-         m = m.nextSiblingElement(TAG_MECHANISM)) {
-        builder.mechanism(m.lineNumber(), attribute(m, ATTR_NAME, name),
-                          attribute(m, ATTR_STATUS, status));
-        for (QDomElement d = m.firstChildElement(TAG_DRIVER); !d.isNull();
-             d = d.nextSiblingElement(TAG_DRIVER))
-            builder.driver(d.lineNumber(), attribute(d, ATTR_NAME, name),
-                           attribute(d, ATTR_STATUS, status));
-    }
-    builder.endGoal();
-}
-
-// Only the module's own operations judge goals by this rule.
-status_t expectedStatus(QDomElement const& goal) {
-    status_t status = UNPROVED;
-    withRecord(goal,
-               [&status](goal_record_t const& record) { status = pos::expectedStatus(record); });
-    return status;
+    record_builder_t out(once);
+    feed(out, goal, role_t::goal);
 }
 
 // Calls `visit` on each goal of the document, in document order; stops early
@@ -79,15 +67,16 @@ template <typename Visit> bool forEachGoal(QDomDocument const& doc, Visit visit)
 bool checkPosInvariant(QDomDocument const& doc) {
     // No goal after the first inconsistent one is examined.
     return forEachGoal(doc, [](QDomElement const& goal) {
-        const status_t expected = expectedStatus(goal);
-        status_t recorded = expected;
-        withRecord(goal,
-                   [&recorded](goal_record_t const& record) { recorded = recordedStatus(record); });
-        if (recorded == expected)
-            return true;
-        QTextStream stream(stderr);
-        goal.save(stream, XML_INDENT, QDomNode::EncodingFromDocument);
-        return false;
+        bool consistent = true;
+        withRecord(goal, [&consistent](goal_record_t const& record) {
+            const status_t expected = expectedStatus(record);
+            consistent = recordedStatus(record) == expected;
+        });
+        if (!consistent) {
+            QTextStream stream(stderr);
+            goal.save(stream, XML_INDENT, QDomNode::EncodingFromDocument);
+        }
+        return consistent;
     });
 }
 
@@ -113,11 +102,10 @@ bool getMechanisms(std::string const& path, std::list<std::string>& mechanismNam
 void unprove(QDomDocument& doc) {
     forEachGoal(doc, [](QDomElement goal) {
         withRecord(goal, [&goal](goal_record_t const& record) {
-            const unprove_t after = unproveGoal(record);
             for (QDomElement m = goal.firstChildElement(TAG_MECHANISM); !m.isNull();
                  m = m.nextSiblingElement(TAG_MECHANISM))
-                m.setAttribute(ATTR_STATUS, strOfProofStatus(after.mechanism));
-            goal.setAttribute(ATTR_STATUS, strOfProofStatus(after.goal));
+                m.setAttribute(ATTR_STATUS, ATTR_VALUE_UNPROVED);
+            goal.setAttribute(ATTR_STATUS, strOfProofStatus(unprovedStatus(record)));
         });
         return true;
     });

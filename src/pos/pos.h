@@ -272,13 +272,9 @@ status_t recordedStatus(goal_record_t const& goal);
 // for: any disproof, else any proof, else any unreliable proof, else
 // unproved. The verdict is looked up first, then each mechanism in order.
 status_t expectedStatus(goal_record_t const& goal);
-// Unproving sets every mechanism to `mechanism` and the goal to `goal`, from
-// its first proof state alone.
-struct unprove_t {
-    status_t goal;
-    status_t mechanism;
-};
-unprove_t unproveGoal(goal_record_t const& goal);
+// The goal's status once unproved, from its first proof state alone: PROVED
+// or UNPROVED. Unproving makes every mechanism's status "Unproved".
+status_t unprovedStatus(goal_record_t const& goal);
 // The first mechanism named `name` (an absent name reads as empty), or
 // NO_MECHANISM.
 constexpr std::size_t NO_MECHANISM = SIZE_MAX;

@@ -6,7 +6,7 @@
 
 #include "pos/pos.h"
 
-#include <array>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,16 +16,19 @@ namespace pos {
 // Where an element stands for the rules: its role follows from its name and
 // its parent's role. Only the first Tag of an obligation, the first
 // Proof_State and iapa of a goal and the first status of that iapa count.
+// `none` is the document itself, `tag` the first Tag of an obligation and
+// `tag_part` an element inside it, `verdict` the first status element of the
+// first iapa.
 enum class role_t : unsigned char {
-    none, // the document itself
+    none,
     root,
     obligation,
-    tag,      // the first Tag of an obligation
-    tag_part, // an element inside it
+    tag,
+    tag_part,
     goal,
     proof_state,
     iapa,
-    verdict, // the first status element of the first iapa
+    verdict,
     mechanism,
     driver,
     other
@@ -69,18 +72,16 @@ template <typename Is> role_t childRole(role_t parent, Is const& is, unsigned ch
 class record_builder_t {
 public:
     explicit record_builder_t(goal_consumer_t& consumer) : consumer_(consumer) {}
-    void obligation(long long line);
+    // An element of `role` starts on `line`, with the attributes the records
+    // carry: a mechanism's or driver's name, a goal's, mechanism's or
+    // driver's status, a Proof_State's proofState or a verdict's value.
+    void start(role_t role, long long line, attr_t name, attr_t status, attr_t value);
     void tagText(std::string_view text) { tag_ += text; }
-    void tagEnd() { obligation_.tagRead = true; }
-    void endObligation();
-    void goal(long long line, attr_t status);
-    void proofState(attr_t value) { proofState_ = keep(value); }
-    void iapa(long long line) { goal_.verdict = {verdict_record_t::no_status, {}, line}; }
-    void verdict(long long line, attr_t value);
-    void mechanism(long long line, attr_t name, attr_t status);
-    void driver(long long line, attr_t name, attr_t status);
-    // Hands the goal on.
-    void endGoal();
+    // An element of `role` ends: a goal is handed on.
+    void end(role_t role) {
+        if (role == role_t::goal || role == role_t::obligation || role == role_t::tag)
+            ended(role);
+    }
     // Hands on the goal and the obligation still open where reading stopped.
     void finish();
     // The open goal and its last mechanism, for the scanner's spans.
@@ -88,25 +89,20 @@ public:
     mechanism_record_t& lastMechanism() { return mechanisms_.back(); }
 
 private:
-    // A value in text_, which grows while the goal is read.
-    struct kept_t {
-        std::size_t at = 0, size = 0;
-        bool present = false;
-    };
-    kept_t keep(attr_t value);
-    attr_t view(kept_t const& kept) const;
+    void ended(role_t role);
+    attr_t keep(attr_t value);
 
     goal_consumer_t& consumer_;
     obligation_record_t obligation_;
     std::string tag_;
     bool inObligation_ = false, inGoal_ = false;
     goal_record_t goal_;
-    kept_t status_, proofState_, verdict_;
-    std::string text_;
     std::vector<mechanism_record_t> mechanisms_;
     std::vector<driver_record_t> drivers_;
-    // Name and status of each mechanism, then of each driver.
-    std::vector<std::array<kept_t, 2>> mechanismText_, driverText_;
+    // The goal's values, each in a string that stays where it is; the
+    // strings are reused from goal to goal.
+    std::vector<std::unique_ptr<std::string>> texts_;
+    std::size_t used_ = 0;
 };
 
 } // namespace pos

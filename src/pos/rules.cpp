@@ -127,10 +127,10 @@ status_t expectedStatus(goal_record_t const& goal) {
     return expected(goal, NO_MECHANISM);
 }
 
-unprove_t unproveGoal(goal_record_t const& goal) {
+status_t unprovedStatus(goal_record_t const& goal) {
     // The iapa verdict is deliberately ignored: only the built-in prover's
     // result stands.
-    return {provedByProver(goal.proofState.value_or("Unproved")) ? PROVED : UNPROVED, UNPROVED};
+    return provedByProver(goal.proofState.value_or("Unproved")) ? PROVED : UNPROVED;
 }
 
 std::size_t mechanismToRemove(goal_record_t const& goal, std::string_view name) {

@@ -32,34 +32,15 @@ public:
             parent.role, [&name](QString const& tag) { return name == tag; }, parent.seen);
         levels_.push_back({role});
         const long long line = locator_->lineNumber();
+        const bool result = role == role_t::mechanism || role == role_t::driver;
+        const QString* value = role == role_t::proof_state ? &ATTR_PROOF_STATE
+                               : role == role_t::verdict   ? &ATTR_VALUE
+                                                           : nullptr;
         return guarded([&] {
-            switch (role) {
-            case role_t::obligation:
-                out_.obligation(line);
-                break;
-            case role_t::goal:
-                out_.goal(line, attr(attributes, ATTR_STATUS, status_));
-                break;
-            case role_t::proof_state:
-                out_.proofState(attr(attributes, ATTR_PROOF_STATE, status_));
-                break;
-            case role_t::iapa:
-                out_.iapa(line);
-                break;
-            case role_t::verdict:
-                out_.verdict(line, attr(attributes, ATTR_VALUE, status_));
-                break;
-            case role_t::mechanism:
-                out_.mechanism(line, attr(attributes, ATTR_NAME, name_),
-                               attr(attributes, ATTR_STATUS, status_));
-                break;
-            case role_t::driver:
-                out_.driver(line, attr(attributes, ATTR_NAME, name_),
-                            attr(attributes, ATTR_STATUS, status_));
-                break;
-            default:
-                break;
-            }
+            out_.start(role, line, result ? attr(attributes, ATTR_NAME, name_) : std::nullopt,
+                       result || role == role_t::goal ? attr(attributes, ATTR_STATUS, status_)
+                                                      : std::nullopt,
+                       value ? attr(attributes, *value, value_) : std::nullopt);
         });
     }
 
@@ -71,14 +52,7 @@ public:
         flushTagText();
         const role_t role = levels_.back().role;
         levels_.pop_back();
-        return guarded([&] {
-            if (role == role_t::tag)
-                out_.tagEnd();
-            else if (role == role_t::goal)
-                out_.endGoal();
-            else if (role == role_t::obligation)
-                out_.endObligation();
-        });
+        return guarded([&] { out_.end(role); });
     }
 
     bool characters(QString const& text) override {
@@ -156,7 +130,7 @@ private:
     std::vector<level_t> levels_{{role_t::none}};
     QString tagText_;
     bool inEntity_ = false;
-    QByteArray name_, status_;
+    QByteArray name_, status_, value_;
 };
 
 // Where the parser stops when the document ends after `characters`.

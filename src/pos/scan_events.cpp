@@ -93,17 +93,13 @@ int utf8Length(const uchar* p) {
 // The five predefined entities, "&" included: their length and character,
 // or 0.
 int entity(const uchar* p, char& c) {
-    auto is = [p](const char* name) { return std::memcmp(p, name, std::strlen(name)) == 0; };
-    if (is("&lt;"))
-        return c = '<', 4;
-    if (is("&gt;"))
-        return c = '>', 4;
-    if (is("&amp;"))
-        return c = '&', 5;
-    if (is("&quot;"))
-        return c = '"', 6;
-    if (is("&apos;"))
-        return c = '\'', 6;
+    static const std::pair<const char*, char> entities[] = {
+        {"&lt;", '<'}, {"&gt;", '>'}, {"&amp;", '&'}, {"&quot;", '"'}, {"&apos;", '\''}};
+    for (auto const& [name, character] : entities) {
+        const std::size_t n = std::strlen(name);
+        if (std::memcmp(p, name, n) == 0)
+            return c = character, static_cast<int>(n);
+    }
     return 0;
 }
 
@@ -117,12 +113,15 @@ bool same(const uchar* a, std::size_t size, QString const& name) {
     return true;
 }
 
-// The line breaks in [from, to): counted on locals, so that the loop runs on
-// whole vectors.
+// The line breaks in [from, to). Most calls span one line, where memchr
+// costs less than any loop over the bytes.
 long long breaks(const uchar* from, const uchar* to) {
     long long n = 0;
-    for (; from < to; ++from)
-        n += *from == '\n';
+    while ((from = static_cast<const uchar*>(
+                std::memchr(from, '\n', static_cast<std::size_t>(to - from)))) != nullptr) {
+        ++n;
+        ++from;
+    }
     return n;
 }
 
@@ -158,6 +157,7 @@ private:
     bool name(const uchar*& begin, std::size_t& size);
     step_t attributeValue(std::string* out);
     void report(role_t role, const uchar* open, bool empty);
+    void close(role_t role);
     long long line();
     std::uint64_t at(const uchar* p) const {
         return base_ + static_cast<std::uint64_t>(p - buffer_.data());
@@ -223,8 +223,7 @@ private:
     // The attributes that the records carry, of the tag being scanned, and
     // where the edits would change them.
     std::string status_, name_, value_;
-    bool hasStatus_ = false, hasName_ = false, hasValue_ = false;
-    value_at_t statusAt_, nameAt_;
+    value_at_t statusAt_, nameAt_, valueAt_;
     const uchar* insert_ = nullptr;
     uchar firstQuote_ = 0, fileQuote_ = 0;
     std::string tagText_;
@@ -447,8 +446,7 @@ step_t Scanner::startTag() {
         parent ? parent->role : role_t::none, [&](QString const& n) { return same(tag, size, n); },
         seen);
 
-    hasStatus_ = hasName_ = hasValue_ = false;
-    statusAt_ = nameAt_ = value_at_t{};
+    statusAt_ = nameAt_ = valueAt_ = value_at_t{};
     insert_ = p_;
     firstQuote_ = 0;
     // Left uninitialised: most tags have one or two attributes.
@@ -505,17 +503,15 @@ step_t Scanner::startTag() {
         if (role == role_t::goal || role == role_t::mechanism || role == role_t::driver) {
             if (is(ATTR_STATUS)) {
                 out = &status_;
-                hasStatus_ = true;
                 where = &statusAt_;
             } else if (role != role_t::goal && is(ATTR_NAME)) {
                 out = &name_;
-                hasName_ = true;
                 where = &nameAt_;
             }
         } else if ((role == role_t::proof_state && is(ATTR_PROOF_STATE)) ||
                    (role == role_t::verdict && is(ATTR_VALUE))) {
             out = &value_;
-            hasValue_ = true;
+            where = &valueAt_;
         }
         const uchar* value = p_ + 1;
         const step_t step = attributeValue(out);
@@ -534,62 +530,45 @@ long long Scanner::line() {
 }
 
 void Scanner::report(role_t role, const uchar* open, bool empty) {
-    const auto given = [](bool has, std::string const& value) -> attr_t {
-        return has ? attr_t(value) : std::nullopt;
+    const auto given = [](value_at_t const& at, std::string const& value) -> attr_t {
+        return at.quote ? attr_t(value) : std::nullopt;
     };
-    const bool inGoal = !levels_.empty() && levels_.back().role == role_t::goal;
-    if (inGoal)
+    if (!levels_.empty() && levels_.back().role == role_t::goal)
         closeRun();
-    switch (role) {
-    case role_t::obligation:
-        out_.obligation(line());
-        if (empty)
-            out_.endObligation();
-        break;
-    case role_t::tag:
-        if (empty)
-            out_.tagEnd();
-        break;
-    case role_t::goal: {
-        out_.goal(line(), given(hasStatus_, status_));
+    // Lines are counted only where a record keeps them.
+    if (role == role_t::proof_state)
+        out_.start(role, 0, {}, {}, given(valueAt_, value_));
+    else if (role == role_t::obligation || (role >= role_t::goal && role != role_t::other))
+        out_.start(role, line(), given(nameAt_, name_), given(statusAt_, status_),
+                   given(valueAt_, value_));
+    if (role == role_t::goal) {
         goal_record_t& goal = out_.openGoal();
         goal.hasSpans = true;
         goal.element.begin = at(open);
         goal.tag = tagSpan();
-        if (empty) {
-            goal.element.end = at(p_);
-            out_.endGoal();
-        } else {
-            openRun(p_);
-        }
-        break;
-    }
-    case role_t::proof_state:
-        out_.proofState(given(hasValue_, value_));
-        break;
-    case role_t::iapa:
-        out_.iapa(line());
-        break;
-    case role_t::verdict:
-        out_.verdict(line(), given(hasValue_, value_));
-        break;
-    case role_t::mechanism: {
-        out_.mechanism(line(), given(hasName_, name_), given(hasStatus_, status_));
+        openRun(p_);
+    } else if (role == role_t::mechanism) {
         mechanism_record_t& m = out_.lastMechanism();
         m.tag = tagSpan();
         m.name_span = span(nameAt_);
-        m.element = {at(open), at(p_)};
+        m.element.begin = at(open);
         m.blanks = runText_ ? m.element.begin : runStart_;
         m.textBefore = runText_;
-        break;
     }
-    case role_t::driver:
-        out_.driver(line(), given(hasName_, name_), given(hasStatus_, status_));
-        break;
-    default:
-        break;
+    if (empty)
+        close(role);
+}
+
+// After the end of an element of `role`.
+void Scanner::close(role_t role) {
+    if (role == role_t::goal) {
+        closeRun();
+        out_.openGoal().element.end = at(p_);
+    } else if (role == role_t::mechanism) {
+        out_.lastMechanism().element.end = at(p_);
     }
-    if (inGoal && empty) {
+    out_.end(role);
+    if (!levels_.empty() && levels_.back().role == role_t::goal) {
         openRun(p_);
         afterMechanism_ = role == role_t::mechanism;
     }
@@ -613,28 +592,7 @@ step_t Scanner::endTag() {
     const role_t role = levels_.back().role;
     open_.resize(start);
     levels_.pop_back();
-    switch (role) {
-    case role_t::tag:
-        out_.tagEnd();
-        break;
-    case role_t::obligation:
-        out_.endObligation();
-        break;
-    case role_t::goal:
-        closeRun();
-        out_.openGoal().element.end = at(p_);
-        out_.endGoal();
-        break;
-    case role_t::mechanism:
-        out_.lastMechanism().element.end = at(p_);
-        break;
-    default:
-        break;
-    }
-    if (!levels_.empty() && levels_.back().role == role_t::goal) {
-        openRun(p_);
-        afterMechanism_ = role == role_t::mechanism;
-    }
+    close(role);
     return step_t::done;
 }
 

@@ -109,7 +109,7 @@ bool provedByProver(std::string_view proofState) {
 }
 
 std::optional<status_t> verdictOfUtf8(std::string_view value) {
-    static const std::vector<std::pair<std::string, status_t>> dict{
+    static const std::pair<std::string, status_t> dict[] = {
         {ATTR_VALUE_UNPROVED.toStdString(), UNPROVED},
         {ATTR_VALUE_UNKNOWN.toStdString(), UNPROVED},
         {ATTR_VALUE_VALID.toStdString(), UNRELIABLY_PROVED},
@@ -122,18 +122,12 @@ std::optional<status_t> verdictOfUtf8(std::string_view value) {
 }
 
 std::optional<status_t> mechanismResultOfUtf8(std::string_view value) {
-    // The five status names alone, not the proof state's ranks; Unknown
-    // counts as unproved.
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> words;
-        for (int s = UNPROVED; s <= DISPROVED; ++s)
-            words.push_back(strOfProofStatus(static_cast<status_t>(s)).toStdString());
-        return words;
-    }();
-    for (std::size_t s = 0; s < names.size(); ++s)
-        if (names[s] == value)
-            return s == UNKNOWN ? UNPROVED : static_cast<status_t>(s);
-    return std::nullopt;
+    // The status names alone, not the proof state's ranks; Unknown counts as
+    // unproved.
+    const auto status = statusOfUtf8(value);
+    if (!status || provedByProver(value))
+        return std::nullopt;
+    return *status == UNKNOWN ? UNPROVED : *status;
 }
 
 unknown_status_error::unknown_status_error(std::string value, long long line)
