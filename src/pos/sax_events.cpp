@@ -13,10 +13,22 @@ namespace pos {
 
 namespace {
 
-class event_reader_t : public limit_watch_t {
+// Where the parser stopped, and why.
+template <typename Handler> class failure_watch_t : public Handler {
+public:
+    using Handler::Handler;
+    bool fatalError(QXmlParseException const& exception) override {
+        failure = {po_read_t::malformed, exception.message().toStdString(), exception.lineNumber(),
+                   exception.columnNumber()};
+        return false;
+    }
+    read_state_t failure;
+};
+
+class event_reader_t : public failure_watch_t<limit_watch_t> {
 public:
     event_reader_t(dom_source_t& source, goal_consumer_t& consumer)
-        : limit_watch_t(source), out_(consumer) {}
+        : failure_watch_t(source), out_(consumer) {}
 
     void setDocumentLocator(QXmlLocator* locator) override { locator_ = locator; }
 
@@ -73,12 +85,6 @@ public:
         return true;
     }
 
-    bool fatalError(QXmlParseException const& exception) override {
-        failure = {po_read_t::malformed, exception.message().toStdString(), exception.lineNumber(),
-                   exception.columnNumber()};
-        return false;
-    }
-
     // What the parser read before it stopped on an error stays in the
     // document; what led up to an element nested too deep does not.
     void finish() {
@@ -88,7 +94,6 @@ public:
     }
 
     std::exception_ptr error;
-    read_state_t failure;
 
 private:
     struct level_t {
@@ -133,17 +138,6 @@ private:
     QByteArray name_, status_, value_;
 };
 
-// Where the parser stops when the document ends after `characters`.
-class end_watch_t : public QXmlDefaultHandler {
-public:
-    bool fatalError(QXmlParseException const& exception) override {
-        line = exception.lineNumber();
-        column = exception.columnNumber();
-        return false;
-    }
-    int line = 0, column = 0;
-};
-
 } // namespace
 
 read_state_t parseRecords(QFile& file, goal_consumer_t& consumer) {
@@ -164,10 +158,10 @@ read_state_t parseRecords(QFile& file, goal_consumer_t& consumer) {
     // where the parser meets that end.
     if (reader.depthCut >= 0 && file.seek(0)) {
         dom_source_t prefix(&file, reader.depthCut);
-        end_watch_t end;
+        failure_watch_t<QXmlDefaultHandler> end;
         parseAsDom(prefix, end);
-        state.line = end.line;
-        state.column = end.column;
+        state.line = end.failure.line;
+        state.column = end.failure.column;
     }
     return state;
 }

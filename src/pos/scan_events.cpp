@@ -128,13 +128,6 @@ long long breaks(const uchar* from, const uchar* to) {
 // What a construct came to: read, refused, or cut by the end of the buffer.
 enum class step_t { done, refused, more };
 
-// Where an attribute value lies in the buffer, between its quotes.
-struct value_at_t {
-    const uchar* begin = nullptr;
-    const uchar* end = nullptr;
-    uchar quote = 0;
-};
-
 class Scanner {
 public:
     Scanner(QFile& file, goal_consumer_t& consumer, std::size_t buffer)
@@ -162,13 +155,9 @@ private:
     std::uint64_t at(const uchar* p) const {
         return base_ + static_cast<std::uint64_t>(p - buffer_.data());
     }
-    attr_span_t span(value_at_t const& value) const {
-        return value.quote ? attr_span_t{{at(value.begin), at(value.end)}, char(value.quote)}
-                           : attr_span_t{};
-    }
     tag_span_t tagSpan() const {
         const uchar quote = firstQuote_ ? firstQuote_ : fileQuote_ ? fileQuote_ : '"';
-        return {at(insert_), char(quote), span(statusAt_)};
+        return {insert_, char(quote), statusAt_};
     }
     // The text of a goal between two of its children (tags or comments): a
     // mechanism takes the blanks before it, and text beside one is noted.
@@ -223,8 +212,8 @@ private:
     // The attributes that the records carry, of the tag being scanned, and
     // where the edits would change them.
     std::string status_, name_, value_;
-    value_at_t statusAt_, nameAt_, valueAt_;
-    const uchar* insert_ = nullptr;
+    attr_span_t statusAt_, nameAt_, valueAt_;
+    std::uint64_t insert_ = 0;
     uchar firstQuote_ = 0, fileQuote_ = 0;
     std::string tagText_;
 
@@ -446,8 +435,8 @@ step_t Scanner::startTag() {
         parent ? parent->role : role_t::none, [&](QString const& n) { return same(tag, size, n); },
         seen);
 
-    statusAt_ = nameAt_ = valueAt_ = value_at_t{};
-    insert_ = p_;
+    statusAt_ = nameAt_ = valueAt_ = attr_span_t{};
+    insert_ = at(p_);
     firstQuote_ = 0;
     // Left uninitialised: most tags have one or two attributes.
     const uchar* seenAt[MAX_ATTRIBUTES];
@@ -498,7 +487,7 @@ step_t Scanner::startTag() {
         if (!firstQuote_)
             firstQuote_ = quote;
         std::string* out = nullptr;
-        value_at_t* where = nullptr;
+        attr_span_t* where = nullptr;
         const auto is = [&](QString const& n) { return same(attribute, length, n); };
         if (role == role_t::goal || role == role_t::mechanism || role == role_t::driver) {
             if (is(ATTR_STATUS)) {
@@ -518,8 +507,8 @@ step_t Scanner::startTag() {
         if (step != step_t::done)
             return step;
         if (where)
-            *where = {value, p_ - 1, quote};
-        insert_ = p_;
+            *where = {{at(value), at(p_ - 1)}, char(quote)};
+        insert_ = at(p_);
     }
 }
 
@@ -530,8 +519,8 @@ long long Scanner::line() {
 }
 
 void Scanner::report(role_t role, const uchar* open, bool empty) {
-    const auto given = [](value_at_t const& at, std::string const& value) -> attr_t {
-        return at.quote ? attr_t(value) : std::nullopt;
+    const auto given = [](attr_span_t const& span, std::string const& value) -> attr_t {
+        return span.quote ? attr_t(value) : std::nullopt;
     };
     if (!levels_.empty() && levels_.back().role == role_t::goal)
         closeRun();
@@ -550,7 +539,7 @@ void Scanner::report(role_t role, const uchar* open, bool empty) {
     } else if (role == role_t::mechanism) {
         mechanism_record_t& m = out_.lastMechanism();
         m.tag = tagSpan();
-        m.name_span = span(nameAt_);
+        m.name_span = nameAt_;
         m.element.begin = at(open);
         m.blanks = runText_ ? m.element.begin : runStart_;
         m.textBefore = runText_;

@@ -65,13 +65,6 @@ std::vector<std::pair<QString, status_t>> const& statusWords() {
     return words;
 }
 
-std::vector<std::string> utf8(QStringList const& words) {
-    std::vector<std::string> result;
-    for (QString const& word : words)
-        result.push_back(word.toStdString());
-    return result;
-}
-
 } // namespace
 
 status_t proofStatusOfAttrValue(QString const& value) {
@@ -104,7 +97,12 @@ std::optional<status_t> statusOfUtf8(std::string_view value) {
 }
 
 bool provedByProver(std::string_view proofState) {
-    static const std::vector<std::string> proved = utf8(proofProvedStatuses);
+    static const auto proved = [] {
+        std::vector<std::string> utf8;
+        for (QString const& word : proofProvedStatuses)
+            utf8.push_back(word.toStdString());
+        return utf8;
+    }();
     return std::find(proved.begin(), proved.end(), proofState) != proved.end();
 }
 
