@@ -4,43 +4,33 @@
 
 #include "pos/pos.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <set>
 #include <string>
 #include <vector>
 
 namespace {
 
-// Distinct names in order of first appearance.
-class names_t {
-public:
-    void add(std::string_view name) {
-        if (seen_.find(name) == seen_.end()) {
-            seen_.emplace(name);
-            list.emplace_back(name);
-        }
-    }
-    std::vector<std::string> list;
-
-private:
-    std::set<std::string, std::less<>> seen_;
-};
+void addOnce(std::vector<std::string>& names, std::string_view name) {
+    if (std::find(names.begin(), names.end(), name) == names.end())
+        names.emplace_back(name);
+}
 
 class lister_t : public pos::goal_consumer_t {
 public:
-    void restart() override { names = names_t(); }
+    void restart() override { names.clear(); }
     void goal(pos::goal_record_t const& goal) override {
         for (pos::mechanism_record_t const& m : goal.mechanisms)
-            names.add(m.name.value_or(""));
+            addOnce(names, m.name.value_or(""));
     }
-    names_t names;
+    std::vector<std::string> names;
 };
 
 } // namespace
 
 int run_mechanisms(std::vector<std::string> const& files) {
     int status = 0;
-    names_t all;
+    std::vector<std::string> all;
     for (std::string const& path : files) {
         // A file that is refused adds no name, not even those read before.
         lister_t lister;
@@ -48,10 +38,10 @@ int run_mechanisms(std::vector<std::string> const& files) {
             status = EXIT_TROUBLE;
             continue;
         }
-        for (std::string const& name : lister.names.list)
-            all.add(name);
+        for (std::string const& name : lister.names)
+            addOnce(all, name);
     }
-    for (std::string const& name : all.list)
+    for (std::string const& name : all)
         std::printf("%s\n", name.c_str());
     return status;
 }
