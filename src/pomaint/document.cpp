@@ -5,10 +5,13 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QRegularExpression>
+#include <QTextCodec>
 #include <QTextStream>
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -122,12 +125,108 @@ bool decodes_cleanly(std::string const& path) {
     return false;
 }
 
+namespace {
+
+// How deep elements nest below `root`, without recursion.
+int depthBelow(QDomNode const& root) {
+    int depth = 0, deepest = 0;
+    QDomNode n = root.firstChild();
+    while (!n.isNull()) {
+        if (n.hasChildNodes()) {
+            deepest = std::max(deepest, ++depth);
+            n = n.firstChild();
+            continue;
+        }
+        while (n.nextSibling().isNull() && depth > 0) {
+            n = n.parentNode();
+            --depth;
+        }
+        n = n.nextSibling();
+    }
+    return deepest;
+}
+
+// The first node, in document order, where the two trees differ: of `a`
+// when it has one there, else its parent.
+QDomNode firstDifference(QDomNode const& a, QDomNode const& b) {
+    // The declaration is written in the quotes of PO files, whatever the
+    // reader hands back.
+    const auto value = [](QDomNode const& n) {
+        return n.isProcessingInstruction() && n.nodeName() == QStringLiteral("xml")
+                   ? QString(n.nodeValue()).replace(QLatin1Char('\''), QLatin1Char('"'))
+                   : n.nodeValue();
+    };
+    if (a.nodeType() != b.nodeType() || a.nodeName() != b.nodeName() || value(a) != value(b))
+        return a;
+    if (a.isElement()) {
+        const QDomNamedNodeMap x = a.attributes(), y = b.attributes();
+        if (x.count() != y.count())
+            return a;
+        for (int i = 0; i < x.count(); ++i) {
+            const QDomNode attribute = x.item(i);
+            const QDomNode other = y.namedItem(attribute.nodeName());
+            if (other.isNull() || other.nodeValue() != attribute.nodeValue())
+                return a;
+        }
+    }
+    QDomNode i = a.firstChild(), j = b.firstChild();
+    for (; !i.isNull() && !j.isNull(); i = i.nextSibling(), j = j.nextSibling()) {
+        const QDomNode d = firstDifference(i, j);
+        if (!d.isNull())
+            return d;
+    }
+    return i.isNull() && j.isNull() ? QDomNode() : a;
+}
+
+// The encoding the writer uses for the document.
+QTextCodec* codecOf(QDomDocument const& doc) {
+    const QDomProcessingInstruction declaration = doc.firstChild().toProcessingInstruction();
+    if (!declaration.isNull() && declaration.target() == QStringLiteral("xml")) {
+        static const QRegularExpression encoding(
+            QStringLiteral("encoding\\s*=\\s*[\"']([^\"']*)[\"']"));
+        const QRegularExpressionMatch match = encoding.match(declaration.data());
+        if (match.hasMatch())
+            if (QTextCodec* codec = QTextCodec::codecForName(match.captured(1).toLatin1()))
+                return codec;
+    }
+    return QTextCodec::codecForMib(106);
+}
+
+// The text a node holds in its name, value and attributes.
+QString textOf(QDomNode const& n) {
+    QString text = n.nodeName() + n.nodeValue();
+    const QDomNamedNodeMap attributes = n.attributes();
+    for (int i = 0; i < attributes.count(); ++i)
+        text += attributes.item(i).nodeName() + attributes.item(i).nodeValue();
+    return text;
+}
+
+} // namespace
+
+std::optional<std::string> differenceAfterRewrite(std::string const& written,
+                                                  QDomDocument const& edited) {
+    QDomDocument reread;
+    const pos::read_state_t read = pos::loadPoDocument(written, reread);
+    if (read.read != pos::po_read_t::read)
+        return "the rewritten document would not be well-formed XML (" + read.message + ")";
+    const QDomNode at = firstDifference(edited, reread);
+    if (at.isNull())
+        return std::nullopt;
+    const std::string line = std::to_string(std::max(at.lineNumber(), 1));
+    QTextCodec* codec = codecOf(edited);
+    if (!codec->canEncode(textOf(at)))
+        return QString::fromLatin1(codec->name()).toStdString() +
+               ", the encoding the file is written in, cannot hold a character of line " + line;
+    return "the DOM writer would change what is read at line " + line;
+}
+
 QByteArray serialise(QDomDocument const& doc) {
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     QTextStream stream(&buffer);
-    doc.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
+    const int indent = depthBelow(doc) > MAX_INDENTED_DEPTH ? 0 : pos::XML_INDENT;
+    doc.save(stream, indent, QDomNode::EncodingFromDocument);
     stream.flush();
     return bytes;
 }

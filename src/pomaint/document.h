@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QDomDocument>
 
+#include <optional>
 #include <string>
 
 // Reads the PO file at `path` goal by goal into `consumer`, in one pass. A
@@ -20,10 +21,18 @@ bool read_po_file(std::string const& path, pos::goal_consumer_t& consumer);
 // The same checks, then the whole document, for an edit through the DOM.
 bool load_po_file(std::string const& path, QDomDocument& doc);
 
-// The document as pomaint writes it: indented by pos::XML_INDENT, in the
-// encoding its XML declaration names (UTF-8 without one), the declaration
-// kept when the file had one.
+// The document as pomaint writes it: indented by pos::XML_INDENT (not at
+// all when nested deeper than MAX_INDENTED_DEPTH, so that the size stays in
+// proportion to the document's), in the encoding its XML declaration names
+// (UTF-8 without one), the declaration kept when the file had one.
+constexpr int MAX_INDENTED_DEPTH = 16;
 QByteArray serialise(QDomDocument const& doc);
+
+// Why the file at `written`, loaded as a PO file is loaded, differs from
+// `edited` (elements, attributes as sets, text, comments, processing
+// instructions), or nothing when it does not.
+std::optional<std::string> differenceAfterRewrite(std::string const& written,
+                                                  QDomDocument const& edited);
 
 // "PATH:LINE: unknown proof status value "VALUE"".
 void report_unknown_status(std::string const& path, pos::unknown_status_error const& unknown);

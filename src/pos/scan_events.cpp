@@ -313,13 +313,14 @@ step_t Scanner::declaration() {
         return step_t::more;
     if (end_ - p_ < 5 || std::memcmp(p_, "<?xml", 5) != 0)
         return step_t::done;
-    for (const char* form :
-         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
-          "<?xml version=\"1.0\" encoding=\"utf-8\"?>", "<?xml version=\"1.0\"?>"}) {
+    for (const char* form : {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
+                             "<?xml version=\"1.0\" encoding=\"utf-8\"?>",
+                             "<?xml version=\"1.0\"?>", "<?xml version='1.0' encoding='UTF-8'?>",
+                             "<?xml version='1.0' encoding='utf-8'?>", "<?xml version='1.0'?>"}) {
         const std::size_t size = std::strlen(form);
         if (p_ + size <= end_ && std::memcmp(p_, form, size) == 0) {
             p_ += size;
-            fileQuote_ = '"';
+            fileQuote_ = static_cast<uchar>(form[14]);
             return step_t::done;
         }
     }
