@@ -5,21 +5,21 @@
 
 namespace {
 
-void add(QCryptographicHash& hash, std::uint64_t n) {
-    hash.addData(reinterpret_cast<const char*>(&n), sizeof n);
+void add(std::string& out, std::uint32_t n) {
+    out.append(reinterpret_cast<const char*>(&n), sizeof n);
 }
 
-// Length first, so that no two sequences of texts hash alike by accident of
+// Length first, so that no two sequences of texts read alike by accident of
 // where one ends; an absent attribute differs from an empty one.
-void add(QCryptographicHash& hash, std::string_view text) {
-    add(hash, text.size());
-    hash.addData(text.data(), static_cast<int>(text.size()));
+void add(std::string& out, std::string_view text) {
+    add(out, static_cast<std::uint32_t>(text.size()));
+    out.append(text);
 }
 
-void add(QCryptographicHash& hash, pos::attr_t value) {
-    add(hash, value ? 1 : 0);
+void add(std::string& out, pos::attr_t value) {
+    add(out, value ? 1u : 0u);
     if (value)
-        add(hash, *value);
+        add(out, *value);
 }
 
 } // namespace
@@ -28,28 +28,35 @@ void record_digest_t::restart() {
     throw not_by_spans_t{};
 }
 
+// Each goal's fields are gathered and hashed at once: far cheaper than
+// hashing them one by one.
 void record_digest_t::goal(pos::goal_record_t const& goal) {
-    add(hash_, goal.obligation->number);
-    add(hash_, goal.number);
-    add(hash_, goal.status);
-    add(hash_, goal.proofState);
-    add(hash_, goal.verdict.kind);
-    add(hash_, goal.verdict.text);
-    add(hash_, goal.mechanisms.size());
+    std::string& out = fields_;
+    out.clear();
+    add(out, goal.obligation->number);
+    add(out, goal.number);
+    add(out, goal.status);
+    add(out, goal.proofState);
+    add(out, static_cast<std::uint32_t>(goal.verdict.kind));
+    add(out, goal.verdict.text);
+    add(out, static_cast<std::uint32_t>(goal.mechanisms.size()));
     for (pos::mechanism_record_t const& m : goal.mechanisms) {
-        add(hash_, m.name);
-        add(hash_, m.status);
-        add(hash_, m.drivers.size());
+        add(out, m.name);
+        add(out, m.status);
+        add(out, static_cast<std::uint32_t>(m.drivers.size()));
         for (pos::driver_record_t const& d : m.drivers) {
-            add(hash_, d.name);
-            add(hash_, d.status);
+            add(out, d.name);
+            add(out, d.status);
         }
     }
+    hash_.addData(out.data(), static_cast<int>(out.size()));
 }
 
 void record_digest_t::endObligation(pos::obligation_record_t const& obligation) {
-    add(hash_, obligation.number);
-    add(hash_, obligation.tag);
+    fields_.clear();
+    add(fields_, obligation.number);
+    add(fields_, obligation.tag);
+    hash_.addData(fields_.data(), static_cast<int>(fields_.size()));
 }
 
 span_editor_t::span_editor_t(std::FILE* original, std::FILE* out, edit_request_t const& request)
@@ -63,7 +70,9 @@ void span_editor_t::endObligation(pos::obligation_record_t const& obligation) {
     expected_.endObligation(obligation);
 }
 
-void span_editor_t::copyTo(std::uint64_t offset) {
+// Reads the original up to `offset`, copying what it reads unless `skip`.
+// Read, not sought: a seek would drop the stream's buffer at every edit.
+void span_editor_t::copyTo(std::uint64_t offset, bool skip) {
     char chunk[1 << 16];
     while (at_ < offset && !failed_) {
         const std::size_t want =
@@ -74,7 +83,7 @@ void span_editor_t::copyTo(std::uint64_t offset) {
             failed_ = offset != UINT64_MAX || std::ferror(in_);
             return;
         }
-        if (std::fwrite(chunk, 1, got, out_) != got)
+        if (!skip && std::fwrite(chunk, 1, got, out_) != got)
             failed_ = true;
         at_ += got;
     }
@@ -84,10 +93,8 @@ void span_editor_t::replace(std::uint64_t begin, std::uint64_t end, std::string_
     // Spans come in file order; one that does not is no span to trust.
     if (begin < at_ || end < begin)
         throw not_by_spans_t{};
-    copyTo(begin);
-    if (::fseeko(in_, static_cast<off_t>(end), SEEK_SET) != 0)
-        failed_ = true;
-    at_ = end;
+    copyTo(begin, false);
+    copyTo(end, true);
     if (std::fwrite(text.data(), 1, text.size(), out_) != text.size())
         failed_ = true;
     changed_ = true;
@@ -98,7 +105,7 @@ void span_editor_t::setStatus(pos::tag_span_t const& tag, pos::attr_t value,
                               std::string const& word) {
     if (!tag.status.quote)
         replace(tag.insert, tag.insert,
-                " " + pos::ATTR_STATUS.toStdString() + "=" + tag.addQuote + word + tag.addQuote);
+                " " + statusName_ + "=" + tag.addQuote + word + tag.addQuote);
     else if (*value != word)
         replace(tag.status.value.begin, tag.status.value.end, word);
 }
@@ -109,7 +116,12 @@ void span_editor_t::goal(pos::goal_record_t const& goal) {
     std::vector<pos::mechanism_record_t> mechanisms(goal.mechanisms.begin(), goal.mechanisms.end());
     pos::goal_record_t after = goal;
     std::string status;
-    const auto word = [](pos::status_t s) { return pos::strOfProofStatus(s).toStdString(); };
+    static const std::string words[] = {pos::strOfProofStatus(pos::UNPROVED).toStdString(),
+                                        {},
+                                        pos::strOfProofStatus(pos::UNRELIABLY_PROVED).toStdString(),
+                                        pos::strOfProofStatus(pos::PROVED).toStdString(),
+                                        pos::strOfProofStatus(pos::DISPROVED).toStdString()};
+    const auto word = [](pos::status_t s) { return words[s]; };
     if (request_.op == edit_op_t::unprove) {
         status = word(pos::unprovedStatus(goal));
         setStatus(goal.tag, goal.status, status);
@@ -141,6 +153,6 @@ void span_editor_t::goal(pos::goal_record_t const& goal) {
 }
 
 bool span_editor_t::finish() {
-    copyTo(UINT64_MAX);
+    copyTo(UINT64_MAX, false);
     return !failed_ && std::fflush(out_) == 0 && !std::ferror(out_);
 }

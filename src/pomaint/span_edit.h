@@ -37,7 +37,9 @@ public:
     QByteArray result() const { return hash_.result(); }
 
 private:
-    QCryptographicHash hash_{QCryptographicHash::Sha256};
+    // A check against mistakes, not against forgery: MD5 is enough.
+    QCryptographicHash hash_{QCryptographicHash::Md5};
+    std::string fields_;
 };
 
 // Takes the goals of `original` (the file being read, at its start) and
@@ -57,7 +59,7 @@ public:
 private:
     void setStatus(pos::tag_span_t const& tag, pos::attr_t value, std::string const& word);
     void replace(std::uint64_t begin, std::uint64_t end, std::string_view text);
-    void copyTo(std::uint64_t offset);
+    void copyTo(std::uint64_t offset, bool skip);
 
     std::FILE* in_;
     std::FILE* out_;
@@ -65,6 +67,7 @@ private:
     std::uint64_t at_ = 0; // bytes of the original consumed
     bool changed_ = false, failed_ = false;
     record_digest_t expected_;
+    const std::string statusName_ = pos::ATTR_STATUS.toStdString();
 };
 
 #endif
