@@ -18,20 +18,26 @@
 
 namespace {
 
+class counter_t : public pos::goal_consumer_t {
+public:
+    explicit counter_t(pos::metrics_t& m) : m_(m) {}
+    void restart() override {}
+    void goal(pos::goal_record_t const& goal) override { pos::countGoal(goal, m_); }
+
+private:
+    pos::metrics_t& m_;
+};
+
 // One reader alone: the DOM reader's parser, or the scanner (refused files
 // read as malformed).
 pos::po_read_t readAlone(std::string const& mode, std::string const& path, pos::metrics_t& m) {
     QFile file;
     if (!pos::openRegularFile(QString::fromStdString(path), file))
         return pos::po_read_t::unopened;
-    pos::count_rule_t rule(m);
-    pos::po_read_t read = pos::po_read_t::read;
+    counter_t counter(m);
     if (mode == "--parse")
-        read = pos::parseEvents(file, rule);
-    else if (!pos::scanEvents(file, rule))
-        return pos::po_read_t::malformed;
-    rule.finish();
-    return read;
+        return pos::parseRecords(file, counter).read;
+    return pos::scanRecords(file, counter) ? pos::po_read_t::read : pos::po_read_t::malformed;
 }
 
 } // namespace

@@ -1,10 +1,11 @@
 // Differential fuzz target: the readers against the reference. On every
-// input, the events that the DOM parser reports (and whether it read the file
-// whole) equal those of a walk of the document the loader builds, malformed
-// or not; an input the scanner takes is well-formed and gives the same
-// events, whatever the size of the scanner's buffer; and the count leaves the
-// record, result and exception (with its value and line) that the walk's
-// events leave.
+// input, the goal records that the DOM parser hands (and how it read the
+// file: whole, or where and why not) equal those of a walk of the document
+// the loader builds, malformed or not; an input the scanner takes is
+// well-formed and gives the same records, with the same spans whatever the
+// size of the scanner's buffer, each span where it says; and the count
+// leaves the record, result and exception (with its value and line) that
+// the walk's records leave.
 //
 // Bytes 0x01 to 0x08 followed by an argument byte N stand for what a mutator
 // would hardly find by itself (see expand()): long names and values, byte
@@ -13,12 +14,15 @@
 // references beyond the BMP, UTF-16, and documents of megabytes.
 #include "pos/pos.h"
 #include "pos/pos_internal.h"
+#include "pos/readers.h"
 #include "test_support.h"
 
 #include <QTextCodec>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 namespace {
@@ -133,15 +137,87 @@ void require(bool same, std::string const& what, std::string const& a, std::stri
     std::abort();
 }
 
-// Everything a count leaves: its result or exception, with the exception's
-// value and line, and the record.
-std::string outcome(bool (*count)(std::string const&, pos::metrics_t&), std::string const& path) {
-    try {
-        return countOutcome(count, path);
-    } catch (pos::unknown_status_error const& e) {
-        return "unknown " + e.value + " at " + std::to_string(e.line);
-    }
+bool blank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
+
+// Every span the scanner gives, checked against the bytes: an attribute's
+// bytes, decoded, are its value, between its quotes; a new attribute goes
+// where only blanks stand before the tag's end; an element runs from its
+// name to a '>'; the blanks before a mechanism are blanks after a tag's end,
+// and the text after it is blank only unless it says otherwise.
+class span_check_t : public pos::goal_consumer_t {
+public:
+    explicit span_check_t(std::string const& xml) : xml_(xml) {}
+    void restart() override { fail("a restart"); }
+    void goal(pos::goal_record_t const& goal) override {
+        if (!goal.hasSpans)
+            fail("a goal without spans");
+        element(goal.element, "<Simple_Goal");
+        tag(goal.tag, goal.status, goal.element);
+        for (pos::mechanism_record_t const& m : goal.mechanisms) {
+            element(m.element, "<Mechanism");
+            tag(m.tag, m.status, m.element);
+            value(m.name_span, m.name);
+            const std::string before = xml_.substr(m.blanks, m.element.begin - m.blanks);
+            if (m.textBefore ? m.blanks != m.element.begin
+                             : !std::all_of(before.begin(), before.end(), blank) || m.blanks == 0 ||
+                                   xml_[m.blanks - 1] != '>')
+                fail("the blanks before a mechanism");
+            const std::size_t next = xml_.find('<', m.element.end);
+            const std::string after = xml_.substr(m.element.end, next - m.element.end);
+            if (m.textAfter == std::all_of(after.begin(), after.end(), blank))
+                fail("the text after a mechanism");
+        }
+    }
+
+private:
+    [[noreturn]] void fail(std::string const& what) const {
+        require(false, "the spans", "", what + " in\n" + xml_);
+        std::abort();
+    }
+    void element(pos::span_t const& e, std::string const& open) const {
+        if (e.end > xml_.size() || e.begin >= e.end || xml_.compare(e.begin, open.size(), open) ||
+            xml_[e.end - 1] != '>')
+            fail("an element's extent");
+    }
+    void value(pos::attr_span_t const& span, pos::attr_t value) const {
+        if (!span.quote) {
+            if (value)
+                fail("a value without its span");
+            return;
+        }
+        std::string decoded;
+        const std::string raw = xml_.substr(span.value.begin, span.value.end - span.value.begin);
+        for (std::size_t i = 0; i < raw.size(); ++i) {
+            static const char* const entities[][2] = {
+                {"&lt;", "<"}, {"&gt;", ">"}, {"&amp;", "&"}, {"&quot;", "\""}, {"&apos;", "'"}};
+            bool reference = false;
+            for (auto const& [from, to] : entities)
+                if (raw.compare(i, std::strlen(from), from) == 0) {
+                    decoded += to;
+                    i += std::strlen(from) - 1;
+                    reference = true;
+                }
+            if (!reference)
+                decoded += raw[i];
+        }
+        if (!value || decoded != *value || xml_[span.value.begin - 1] != span.quote ||
+            xml_[span.value.end] != span.quote)
+            fail("a value's span");
+    }
+    void tag(pos::tag_span_t const& tag, pos::attr_t status, pos::span_t const& e) const {
+        value(tag.status, status);
+        std::size_t i = tag.insert;
+        while (i < e.end && blank(xml_[i]))
+            ++i;
+        const char last = xml_[tag.insert - 1];
+        if (tag.insert <= e.begin || (xml_[i] != '>' && xml_.compare(i, 2, "/>")) ||
+            (tag.addQuote != '"' && tag.addQuote != '\'') || blank(last) || last == '=')
+            fail("where an attribute goes");
+    }
+    std::string const& xml_;
+};
 
 } // namespace
 
@@ -149,16 +225,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const ScratchDir dir;
     const std::string xml = expand(data, size);
     const std::string path = dir.write("input.pos", xml);
-    const std::string walked = walkedEvents(path);
-    const std::string parsed = parsedEvents(path);
-    require(parsed == walked, "the DOM parser's events", walked, parsed);
-    const std::string scanned = scannedEvents(path);
-    require(scanned == "refused" || scanned == walked, "the scanner's events", walked, scanned);
-    // A small buffer makes every construct cross the buffer's end.
-    const std::string small = scannedEvents(path, 1 + size % 61);
-    require(small == scanned, "the scanner with a small buffer", scanned, small);
-    const std::string counted = outcome(pos::getMetrics, path);
-    const std::string reference = outcome(domMetrics, path);
+    const std::string walked = walkedRecords(path);
+    const std::string parsed = parsedRecords(path);
+    require(parsed == walked, "the DOM parser's records", walked, parsed);
+    const std::string scanned = scannedRecords(path);
+    require(scanned == "refused" || scanned == walked, "the scanner's records", walked, scanned);
+    // A small buffer makes every construct cross the buffer's end; the spans
+    // are offsets in the file, whatever the buffer.
+    const std::string spanned = scannedRecords(path, pos::SCAN_BUFFER, true);
+    const std::string small = scannedRecords(path, 1 + size % 61, true);
+    require(small == spanned, "the scanner with a small buffer", spanned, small);
+    if (scanned != "refused") {
+        QFile file(QString::fromStdString(path));
+        span_check_t check(xml);
+        if (!file.open(QIODevice::ReadOnly) || !pos::scanRecords(file, check))
+            require(false, "the scanner on a second reading", scanned, "refused");
+    }
+    const std::string counted = countOutcome(pos::getMetrics, path);
+    const std::string reference = countOutcome(domMetrics, path);
     require(counted == reference, "the count", reference, counted);
     return 0;
 }

@@ -31,7 +31,7 @@ TEST(Count, EachFileLeavesItsOutcome) {
         EXPECT_EQ(countOutcome(domMetrics, path), outcome) << file.toStdString();
         // Files named for the scanner: taken, or refused for the reason named.
         if (file.startsWith(QStringLiteral("fast-"))) {
-            EXPECT_EQ(scannedEvents(path) != "refused",
+            EXPECT_EQ(scannedRecords(path) != "refused",
                       file.startsWith(QStringLiteral("fast-takes")))
                 << file.toStdString();
         }

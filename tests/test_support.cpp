@@ -4,6 +4,7 @@
 #include "pos/xml_load.h"
 
 #include <cstdio>
+#include <deque>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -59,6 +60,9 @@ std::string countOutcome(bool (*count)(std::string const&, pos::metrics_t&),
     std::string result;
     try {
         result = count(path, m) ? "true" : "false";
+    } catch (pos::unknown_status_error const& e) {
+        result = std::string("out_of_range ") + e.what() + " \"" + printable(e.value) + "\" line " +
+                 std::to_string(e.line);
     } catch (std::out_of_range const& e) {
         result = std::string("out_of_range ") + e.what();
     }
@@ -66,13 +70,6 @@ std::string countOutcome(bool (*count)(std::string const&, pos::metrics_t&),
 }
 
 namespace {
-
-pos::attr_t attribute(QDomElement const& e, QString const& name, QByteArray& utf8) {
-    if (!e.hasAttribute(name))
-        return std::nullopt;
-    utf8 = e.attribute(name).toUtf8();
-    return std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size()));
-}
 
 template <typename Visit>
 void children(QDomElement const& parent, QString const& tag, Visit visit) {
@@ -82,119 +79,191 @@ void children(QDomElement const& parent, QString const& tag, Visit visit) {
 
 } // namespace
 
-void walkEvents(QDomDocument const& doc, pos::goal_events_t& events) {
-    QByteArray name, status;
+void walkRecords(QDomDocument const& doc, pos::goal_consumer_t& consumer) {
+    std::uint32_t obligations = 0;
     children(doc.documentElement(), pos::TAG_PROOF_OBLIGATION, [&](QDomElement const& po) {
-        events.obligation(po.lineNumber());
-        const QByteArray tag = po.firstChildElement(pos::TAG_TAG).text().toUtf8();
-        events.tagText(std::string_view(tag.constData(), static_cast<std::size_t>(tag.size())));
-        children(po, pos::TAG_SIMPLE_GOAL, [&](QDomElement const& goal) {
-            events.goal(goal.lineNumber(), attribute(goal, pos::ATTR_STATUS, status));
-            const QDomElement state = goal.firstChildElement(pos::TAG_PROOF_STATE);
+        const std::string tag = po.firstChildElement(pos::TAG_TAG).text().toStdString();
+        pos::obligation_record_t obligation{++obligations, po.lineNumber(), {}, false};
+        std::uint32_t number = 0;
+        // A goal knows its tag once the obligation's first Tag stands before it.
+        for (QDomElement child = po.firstChildElement(); !child.isNull();
+             child = child.nextSiblingElement()) {
+            if (child.tagName() == pos::TAG_TAG) {
+                obligation.tagRead = true;
+                obligation.tag = tag;
+            }
+            if (child.tagName() != pos::TAG_SIMPLE_GOAL)
+                continue;
+            std::deque<std::string> texts; // stay where they are while they grow
+            const auto attr = [&texts](QDomElement const& e, QString const& name) -> pos::attr_t {
+                if (!e.hasAttribute(name))
+                    return std::nullopt;
+                return texts.emplace_back(e.attribute(name).toStdString());
+            };
+            pos::goal_record_t goal;
+            goal.obligation = &obligation;
+            goal.number = ++number;
+            goal.line = child.lineNumber();
+            goal.status = attr(child, pos::ATTR_STATUS);
+            const QDomElement state = child.firstChildElement(pos::TAG_PROOF_STATE);
             if (!state.isNull())
-                events.proofState(attribute(state, pos::ATTR_PROOF_STATE, status));
-            children(goal, pos::TAG_MECHANISM, [&](QDomElement const& m) {
-                events.mechanism(m.lineNumber(), attribute(m, pos::ATTR_NAME, name),
-                                 attribute(m, pos::ATTR_STATUS, status));
+                goal.proofState = attr(state, pos::ATTR_PROOF_STATE);
+            const QDomElement iapa = child.firstChildElement(pos::TAG_IAPA);
+            const QDomElement verdict = iapa.firstChildElement(pos::TAG_STATUS);
+            if (iapa.isNull())
+                goal.verdict = {pos::verdict_record_t::no_iapa, {}, 0};
+            else if (verdict.isNull())
+                goal.verdict = {pos::verdict_record_t::no_status, {}, iapa.lineNumber()};
+            else if (!verdict.hasAttribute(pos::ATTR_VALUE))
+                goal.verdict = {pos::verdict_record_t::no_value, {}, verdict.lineNumber()};
+            else
+                goal.verdict = {pos::verdict_record_t::value, *attr(verdict, pos::ATTR_VALUE),
+                                verdict.lineNumber()};
+            std::vector<pos::mechanism_record_t> mechanisms;
+            std::vector<pos::driver_record_t> drivers;
+            children(child, pos::TAG_MECHANISM, [&](QDomElement const& m) {
+                pos::mechanism_record_t& mechanism = mechanisms.emplace_back();
+                mechanism.line = m.lineNumber();
+                mechanism.name = attr(m, pos::ATTR_NAME);
+                mechanism.status = attr(m, pos::ATTR_STATUS);
                 children(m, pos::TAG_DRIVER, [&](QDomElement const& d) {
-                    events.driver(d.lineNumber(), attribute(d, pos::ATTR_NAME, name),
-                                  attribute(d, pos::ATTR_STATUS, status));
+                    drivers.push_back(
+                        {d.lineNumber(), attr(d, pos::ATTR_NAME), attr(d, pos::ATTR_STATUS)});
+                    ++mechanism.drivers.count;
                 });
             });
-        });
+            std::size_t first = 0;
+            for (pos::mechanism_record_t& m : mechanisms) {
+                m.drivers.first = drivers.data() + first;
+                first += m.drivers.count;
+            }
+            goal.mechanisms = {mechanisms.data(), mechanisms.size()};
+            consumer.goal(goal);
+        }
+        obligation.tag = tag;
+        obligation.tagRead = true;
+        consumer.endObligation(obligation);
     });
 }
+
+namespace {
+
+class dom_counter_t : public pos::goal_consumer_t {
+public:
+    explicit dom_counter_t(pos::metrics_t& metrics) : metrics_(metrics) {}
+    void restart() override {}
+    void goal(pos::goal_record_t const& goal) override { pos::countGoal(goal, metrics_); }
+
+private:
+    pos::metrics_t& metrics_;
+};
+
+} // namespace
 
 bool domMetrics(std::string const& path, pos::metrics_t& metrics) {
     const QDomDocument doc = pos::domOfPath(path);
     if (doc.isNull())
         return false;
     metrics = pos::metrics_t{};
-    pos::count_rule_t rule(metrics);
-    walkEvents(doc, rule);
-    rule.finish();
+    dom_counter_t counter(metrics);
+    walkRecords(doc, counter);
     return true;
-}
-
-std::string event_log_t::quoted(pos::attr_t value) {
-    return value ? "\"" + printable(std::string(*value)) + "\"" : "-";
-}
-
-void event_log_t::endGoal() {
-    if (!goal_.empty())
-        body_ += goal_ + "\n" + results_;
-    goal_.clear();
-    results_.clear();
-}
-
-void event_log_t::obligation(long long line) {
-    endObligation();
-    header_ = "obligation " + std::to_string(line);
-    inObligation_ = true;
-}
-
-void event_log_t::goal(long long line, pos::attr_t status) {
-    endGoal();
-    goal_ = "  goal " + std::to_string(line) + " " + quoted(status);
-}
-
-void event_log_t::mechanism(long long line, pos::attr_t name, pos::attr_t status) {
-    results_ +=
-        "    mechanism " + std::to_string(line) + " " + quoted(name) + " " + quoted(status) + "\n";
-}
-
-void event_log_t::driver(long long line, pos::attr_t name, pos::attr_t status) {
-    results_ +=
-        "      driver " + std::to_string(line) + " " + quoted(name) + " " + quoted(status) + "\n";
-}
-
-std::string event_log_t::text() {
-    endObligation();
-    return log_;
-}
-
-void event_log_t::endObligation() {
-    endGoal();
-    if (inObligation_)
-        log_ += header_ + " tag " + quoted(tag_) + "\n" + body_;
-    inObligation_ = false;
-    body_.clear();
-    tag_.clear();
 }
 
 namespace {
 
-const char* word(pos::po_read_t read) {
-    return read == pos::po_read_t::read        ? "read"
-           : read == pos::po_read_t::malformed ? "malformed"
-                                               : "unopened";
+std::string quoted(pos::attr_t value) {
+    return value ? "\"" + printable(std::string(*value)) + "\"" : "-";
+}
+
+std::string span(pos::span_t const& s) {
+    return "[" + std::to_string(s.begin) + "," + std::to_string(s.end) + ")";
+}
+
+std::string span(pos::attr_span_t const& s) {
+    return s.quote ? span(s.value) + s.quote : std::string("-");
+}
+
+std::string span(pos::tag_span_t const& s) {
+    return " insert " + std::to_string(s.insert) + s.addQuote + " status " + span(s.status);
 }
 
 } // namespace
 
-std::string scannedEvents(std::string const& path, std::size_t buffer) {
+void record_log_t::goal(pos::goal_record_t const& goal) {
+    static const char* const kinds[] = {"none", "without status", "without value", "value"};
+    pos::verdict_record_t const& v = goal.verdict;
+    log_ += "  goal " + std::to_string(goal.obligation->number) + "." +
+            std::to_string(goal.number) + " line " + std::to_string(goal.line) + " " +
+            quoted(goal.status) + " state " + quoted(goal.proofState) + " iapa " + kinds[v.kind];
+    if (v.kind != pos::verdict_record_t::no_iapa)
+        log_ +=
+            " " +
+            quoted(v.kind == pos::verdict_record_t::value ? pos::attr_t(v.text) : std::nullopt) +
+            " line " + std::to_string(v.line);
+    if (goal.obligation->tagRead)
+        log_ += " tag " + quoted(goal.obligation->tag);
+    if (spans_ && goal.hasSpans)
+        log_ += " @" + span(goal.element) + span(goal.tag);
+    log_ += "\n";
+    for (pos::mechanism_record_t const& m : goal.mechanisms) {
+        log_ += "    mechanism " + std::to_string(m.line) + " " + quoted(m.name) + " " +
+                quoted(m.status);
+        if (spans_ && goal.hasSpans)
+            log_ += " @" + span(m.element) + span(m.tag) + " name " + span(m.name_span) +
+                    " blanks " + std::to_string(m.blanks) + (m.textBefore ? " text before" : "") +
+                    (m.textAfter ? " text after" : "");
+        log_ += "\n";
+        for (pos::driver_record_t const& d : m.drivers)
+            log_ += "      driver " + std::to_string(d.line) + " " + quoted(d.name) + " " +
+                    quoted(d.status) + "\n";
+    }
+}
+
+void record_log_t::endObligation(pos::obligation_record_t const& obligation) {
+    log_ += "obligation " + std::to_string(obligation.number) + " line " +
+            std::to_string(obligation.line) + " tag " + quoted(obligation.tag) + "\n";
+}
+
+namespace {
+
+std::string state(pos::read_state_t const& read) {
+    switch (read.read) {
+    case pos::po_read_t::read:
+        return "read";
+    case pos::po_read_t::malformed:
+        return "malformed " + std::to_string(read.line) + ":" + std::to_string(read.column) + ": " +
+               read.message;
+    default:
+        return "unopened";
+    }
+}
+
+} // namespace
+
+std::string scannedRecords(std::string const& path, std::size_t buffer, bool spans) {
     QFile file;
     if (!pos::openRegularFile(QString::fromStdString(path), file))
         return "unopened";
-    event_log_t log;
-    return pos::scanEvents(file, log, buffer) ? "read\n" + log.text() : "refused";
+    record_log_t log(spans);
+    return pos::scanRecords(file, log, buffer) ? "read\n" + log.text() : "refused";
 }
 
-std::string parsedEvents(std::string const& path) {
+std::string parsedRecords(std::string const& path) {
     QFile file;
     if (!pos::openRegularFile(QString::fromStdString(path), file))
         return "unopened";
-    event_log_t log;
-    const pos::po_read_t read = pos::parseEvents(file, log);
-    return std::string(word(read)) + "\n" + log.text();
+    record_log_t log;
+    const pos::read_state_t read = pos::parseRecords(file, log);
+    return state(read) + "\n" + log.text();
 }
 
-std::string walkedEvents(std::string const& path) {
+std::string walkedRecords(std::string const& path) {
     QDomDocument doc;
-    const pos::load_t loaded = pos::loadDocument(QString::fromStdString(path), doc, nullptr);
-    if (loaded == pos::load_t::unopened)
+    pos::read_state_t read = pos::loadPoDocument(path, doc);
+    if (read.read == pos::po_read_t::unopened)
         return "unopened";
-    event_log_t log;
-    walkEvents(doc, log);
-    return std::string(loaded == pos::load_t::parsed ? "read" : "malformed") + "\n" + log.text();
+    record_log_t log;
+    walkRecords(doc, log);
+    return state(read) + "\n" + log.text();
 }

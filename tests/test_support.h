@@ -2,7 +2,6 @@
 #ifndef TESTS_TEST_SUPPORT_H
 #define TESTS_TEST_SUPPORT_H
 
-#include "pos/events.h"
 #include "pos/pos.h"
 #include "pos/readers.h"
 
@@ -29,7 +28,8 @@ private:
 std::string describe(pos::metrics_t const& m);
 
 // Everything a count of the file at `path` leaves behind: its result or its
-// exception, then describe() of the record (which starts non-empty).
+// exception (with the unknown value and its line), then describe() of the
+// record (which starts non-empty).
 std::string countOutcome(bool (*count)(std::string const&, pos::metrics_t&),
                          std::string const& path);
 
@@ -44,38 +44,32 @@ template <typename F> std::string thrownMessage(F&& f) {
 }
 
 // The reference the readers must equal: a walk of the whole document that
-// the loader builds, reporting what it finds as the readers report it.
-void walkEvents(QDomDocument const& doc, pos::goal_events_t& events);
-// The walk's events counted by the counting rule: getMetrics by definition.
+// the loader builds, handing each goal as the readers hand it.
+void walkRecords(QDomDocument const& doc, pos::goal_consumer_t& consumer);
+// The walk's goals counted by the counting rule: getMetrics by definition.
 bool domMetrics(std::string const& path, pos::metrics_t& metrics);
 
-// Every event as a line of text. A goal's parts and an obligation's tag are
-// written when it ends, in a fixed order, so that readers that meet them in
-// different orders (the tag after the goals, say) write the same text.
-class event_log_t : public pos::goal_events_t {
+// Every record as lines of text, the spans too when asked.
+class record_log_t : public pos::goal_consumer_t {
 public:
-    void obligation(long long line) override;
-    void tagText(std::string_view text) override { tag_ += text; }
-    void goal(long long line, pos::attr_t status) override;
-    void proofState(pos::attr_t proofState) override { goal_ += " state " + quoted(proofState); }
-    void mechanism(long long line, pos::attr_t name, pos::attr_t status) override;
-    void driver(long long line, pos::attr_t name, pos::attr_t status) override;
-    std::string text();
+    explicit record_log_t(bool spans = false) : spans_(spans) {}
+    void restart() override { log_ += "restart\n"; }
+    void goal(pos::goal_record_t const& goal) override;
+    void endObligation(pos::obligation_record_t const& obligation) override;
+    std::string const& text() const { return log_; }
 
 private:
-    static std::string quoted(pos::attr_t value);
-    void endGoal();
-    void endObligation();
-    std::string log_, header_, body_, goal_, results_, tag_;
-    bool inObligation_ = false;
+    bool spans_;
+    std::string log_;
 };
 
-// What each reader reports for the file at `path`: how it read the file
-// ("unopened", "read", "malformed", or "refused" by the scanner), then the
-// event log.
-std::string scannedEvents(std::string const& path, std::size_t buffer = pos::SCAN_BUFFER);
-std::string parsedEvents(std::string const& path);
-std::string walkedEvents(std::string const& path);
+// What each reader hands for the file at `path`: how it read the file
+// ("unopened", "read", "malformed" with the message, line and column, or
+// "refused" by the scanner), then the record log.
+std::string scannedRecords(std::string const& path, std::size_t buffer = pos::SCAN_BUFFER,
+                           bool spans = false);
+std::string parsedRecords(std::string const& path);
+std::string walkedRecords(std::string const& path);
 
 // A PO document holding `goals` inside one Proof_Obligation.
 std::string poDocument(std::string const& goals);

@@ -1,93 +1,195 @@
-#include "pomaint/byte_edit.h"
 #include "pomaint/commands.h"
 #include "pomaint/document.h"
 #include "pomaint/options.h"
 #include "pomaint/safe_write.h"
+#include "pomaint/span_edit.h"
 
 #include "pos/pos.h"
 
+#include <QDir>
+
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
+#include <vector>
 
 namespace {
 
 enum class edit_t { unchanged, changed, failed };
+using dom_edit_t = std::function<edit_t(std::string const&, QDomDocument&)>;
 
 struct file_closer_t {
     void operator()(std::FILE* f) const { std::fclose(f); }
 };
 using file_t = std::unique_ptr<std::FILE, file_closer_t>;
 
-// A regular file, opened without blocking on a FIFO; null otherwise.
-file_t openInput(std::string const& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return nullptr;
-    struct stat status;
-    std::FILE* f = nullptr;
-    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode))
-        f = ::fdopen(fd, "rb");
-    if (!f)
-        ::close(fd);
-    return file_t(f);
-}
+// A file of its own in the temporary directory, for a dry run's output:
+// checked like any rewrite before it is printed. Removed with the object.
+class scratch_t {
+public:
+    scratch_t() {
+        std::string name = QDir::tempPath().toStdString() + "/pomaint.XXXXXX";
+        std::vector<char> buffer(name.begin(), name.end());
+        buffer.push_back('\0');
+        const int fd = ::mkostemp(buffer.data(), O_CLOEXEC);
+        if (fd < 0)
+            return;
+        path = buffer.data();
+        file.reset(::fdopen(fd, "w+b"));
+        if (!file)
+            ::close(fd);
+    }
+    ~scratch_t() {
+        if (!path.empty())
+            ::unlink(path.c_str());
+    }
+    scratch_t(scratch_t const&) = delete;
+    scratch_t& operator=(scratch_t const&) = delete;
+    std::string path;
+    file_t file;
+};
 
 void reportUnwritable(std::string const& path, std::string const& error) {
-    std::fprintf(stderr, "pomaint: %s: cannot be rewritten: %s; left unchanged\n", path.c_str(),
+    std::fprintf(stderr, "%s: cannot be rewritten: %s; left unchanged\n", path.c_str(),
                  error.c_str());
 }
 
-// Edits the file byte by byte: the new file differs from the old one only
-// where the operation changes something. Nothing when the editor cannot vouch
-// for the file; the caller then goes through the DOM.
-std::optional<edit_t> editBytewise(std::string const& path, edit_request_t const& request,
-                                   bool dry_run) {
-    const file_t in = openInput(path);
-    if (!in)
-        return std::nullopt;
-    if (dry_run) {
-        const file_t edited(std::tmpfile());
-        if (!edited)
-            return std::nullopt;
-        const byte_edit_t result = editBytes(in.get(), edited.get(), request);
-        if (result == byte_edit_t::refused)
-            return std::nullopt;
-        if (result == byte_edit_t::changed) {
-            std::printf("==> %s <==\n", path.c_str());
-            std::rewind(edited.get());
-            char chunk[1 << 16];
-            for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, edited.get())) > 0;)
-                std::fwrite(chunk, 1, n, stdout);
-        }
-        return result == byte_edit_t::changed ? edit_t::changed : edit_t::unchanged;
+void reportInexact(std::string const& path, std::string const& why) {
+    std::fprintf(stderr, "%s: cannot be rewritten exactly: %s; left unchanged\n", path.c_str(),
+                 why.c_str());
+}
+
+// Starts the output again, empty.
+void clear(std::FILE* out) {
+    std::fflush(out);
+    if (::ftruncate(::fileno(out), 0) != 0) {
+        // /dev/null has nothing to take back.
     }
+    std::rewind(out);
+}
+
+// Edits the file by the scanner's spans into `out`; `expected` receives the
+// digest of the records the new file must hold. Nothing when the file must
+// go through the DOM instead.
+std::optional<edit_t> editBySpans(std::string const& path, std::FILE* out,
+                                  edit_request_t const& request, QByteArray& expected) {
+    const file_t original(std::fopen(path.c_str(), "rb"));
+    if (!original)
+        return std::nullopt; // the DOM path names the reason
+    span_editor_t editor(original.get(), out, request);
+    try {
+        if (!read_po_file(path, editor))
+            return edit_t::failed;
+    } catch (not_by_spans_t const&) {
+        return std::nullopt;
+    } catch (pos::unknown_status_error const& unknown) {
+        report_unknown_status(path, unknown);
+        return edit_t::failed;
+    }
+    if (!editor.finish())
+        return std::nullopt;
+    expected = editor.expected();
+    return editor.changed() ? edit_t::changed : edit_t::unchanged;
+}
+
+// Why the file written at `written` does not hold the records `expected`
+// (the scanner must read it whole), or nothing when it does.
+std::optional<std::string> checkSpans(std::string const& written, QByteArray const& expected) {
+    record_digest_t digest;
+    try {
+        if (pos::readPoFile(written, digest).read == pos::po_read_t::read &&
+            digest.result() == expected)
+            return std::nullopt;
+    } catch (not_by_spans_t const&) {
+        return std::string("the edited bytes are not read as the edit meant");
+    } catch (std::out_of_range const&) {
+    }
+    return std::string("the edited file does not hold the goals the edit meant");
+}
+
+// The DOM rewrite: loads the file, lets `edit` change the document and
+// writes it whole to `out`; `edited` keeps the document for the check.
+edit_t editDocument(std::string const& path, std::FILE* out, dom_edit_t const& edit,
+                    QDomDocument& edited) {
+    if (!load_po_file(path, edited) || !decodes_cleanly(path))
+        return edit_t::failed;
+    edit_t result;
+    try {
+        result = edit(path, edited);
+    } catch (pos::unknown_status_error const& unknown) {
+        report_unknown_status(path, unknown);
+        return edit_t::failed;
+    }
+    if (result == edit_t::changed) {
+        const QByteArray content = serialise(edited);
+        if (std::fwrite(content.constData(), 1, static_cast<std::size_t>(content.size()), out) !=
+                static_cast<std::size_t>(content.size()) ||
+            std::fflush(out) != 0)
+            return edit_t::failed;
+    }
+    return result;
+}
+
+// Edits one file, by spans where the scanner takes it, else through the
+// DOM; writes it, or prints it for a dry run, only once the new content is
+// known to read as the operation means.
+edit_t editFile(std::string const& path, edit_request_t const& request, bool dry_run,
+                dom_edit_t const& domEdit) {
     std::string error;
-    const auto replacement = replacement_t::begin(path, error);
-    if (!replacement) {
-        // Only a file that would change needs to be written.
-        const file_t discard(std::fopen("/dev/null", "wb"));
-        if (!discard)
-            return std::nullopt;
-        const byte_edit_t result = editBytes(in.get(), discard.get(), request);
-        if (result == byte_edit_t::refused)
-            return std::nullopt;
-        if (result == byte_edit_t::unchanged)
-            return edit_t::unchanged;
+    std::unique_ptr<replacement_t> replacement;
+    std::unique_ptr<scratch_t> scratch;
+    if (dry_run)
+        scratch = std::make_unique<scratch_t>();
+    else
+        replacement = replacement_t::begin(path, error);
+    std::FILE* out = replacement ? replacement->stream() : scratch ? scratch->file.get() : nullptr;
+    const std::string written = replacement ? replacement->tempPath()
+                                : scratch   ? scratch->path
+                                            : "";
+    // Without a place to write, the edit still tells whether the file would change.
+    file_t discard;
+    if (!out) {
+        discard.reset(std::fopen("/dev/null", "wb"));
+        out = discard.get();
+        if (dry_run)
+            error = "no temporary file can be made";
+    }
+    if (!out)
+        return edit_t::failed;
+
+    QByteArray expected;
+    QDomDocument edited;
+    std::optional<edit_t> result = editBySpans(path, out, request, expected);
+    const bool bySpans = result.has_value();
+    if (!bySpans) {
+        clear(out);
+        result = editDocument(path, out, domEdit, edited);
+    }
+    if (*result != edit_t::changed)
+        return *result;
+    if (discard) {
         reportUnwritable(path, error);
         return edit_t::failed;
     }
-    const byte_edit_t result = editBytes(in.get(), replacement->stream(), request);
-    if (result == byte_edit_t::refused)
-        return std::nullopt;
-    if (result == byte_edit_t::unchanged)
-        return edit_t::unchanged;
+    const std::optional<std::string> why =
+        bySpans ? checkSpans(written, expected) : differenceAfterRewrite(written, edited);
+    if (why) {
+        reportInexact(path, *why);
+        return edit_t::failed;
+    }
+    if (dry_run) {
+        std::printf("==> %s <==\n", path.c_str());
+        std::fflush(stdout);
+        std::rewind(out);
+        char chunk[1 << 16];
+        for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, out)) > 0;)
+            std::fwrite(chunk, 1, n, stdout);
+        return edit_t::changed;
+    }
     if (!replacement->commit(error)) {
         reportUnwritable(path, error);
         return edit_t::failed;
@@ -96,54 +198,19 @@ std::optional<edit_t> editBytewise(std::string const& path, edit_request_t const
     return edit_t::changed;
 }
 
-// The DOM rewrite, for the files the byte-wise editor cannot vouch for: loads
-// the file, lets `edit` change the document, and writes it back whole when it
-// changed.
-edit_t editDocument(std::string const& path, bool dry_run,
-                    std::function<edit_t(std::string const&, QDomDocument&)> const& edit) {
-    QDomDocument doc;
-    if (!load_po_file(path, doc) || !decodes_cleanly(path))
-        return edit_t::failed;
-    edit_t result;
-    try {
-        result = edit(path, doc);
-    } catch (std::out_of_range const&) {
-        report_unknown_status(path, pos::findUnknownVerdict(doc));
-        return edit_t::failed;
-    }
-    if (result != edit_t::changed)
-        return result;
-    const QByteArray content = serialise(doc);
-    if (dry_run) {
-        std::printf("==> %s <==\n", path.c_str());
-        std::fwrite(content.constData(), 1, content.size(), stdout);
-        return result;
-    }
-    std::string error;
-    if (!replace_file(path, content, error)) {
-        reportUnwritable(path, error);
-        return edit_t::failed;
-    }
-    std::printf("%s\n", path.c_str());
-    return result;
-}
-
-// Edits each file, byte by byte where possible; answers the exit status and
-// counts the files examined and changed.
+// Edits each file; answers the exit status and counts the files examined
+// and changed.
 int edit_files(std::vector<std::string> const& files, bool dry_run, edit_request_t const& request,
-               std::function<edit_t(std::string const&, QDomDocument&)> const& edit, int& examined,
-               int& changed) {
+               dom_edit_t const& edit, int& examined, int& changed) {
     int status = 0;
     for (std::string const& path : files) {
-        std::optional<edit_t> result = editBytewise(path, request, dry_run);
-        if (!result)
-            result = editDocument(path, dry_run, edit);
-        if (*result == edit_t::failed) {
+        const edit_t result = editFile(path, request, dry_run, edit);
+        if (result == edit_t::failed) {
             status = EXIT_TROUBLE;
             continue;
         }
         ++examined;
-        if (*result == edit_t::changed)
+        if (result == edit_t::changed)
             ++changed;
     }
     return status;
@@ -172,8 +239,7 @@ int run_remove_mechanism(std::vector<std::string> const& files, std::string cons
         [&name](std::string const& path, QDomDocument& doc) {
             bool removed = false;
             if (!pos::removeMechanism(doc, name, removed)) {
-                std::fprintf(stderr, "pomaint: %s: a mechanism could not be removed\n",
-                             path.c_str());
+                std::fprintf(stderr, "%s: a mechanism could not be removed\n", path.c_str());
                 return edit_t::failed;
             }
             return removed ? edit_t::changed : edit_t::unchanged;

@@ -26,6 +26,8 @@ public:
     replacement_t& operator=(replacement_t const&) = delete;
 
     std::FILE* stream() const { return out; }
+    // Where the new content is written until commit().
+    std::string const& tempPath() const { return temp; }
 
     // Gives the new file the old one's mode bits exactly and, where the user
     // may set them, its owner and group; flushes it to disk (fdatasync),

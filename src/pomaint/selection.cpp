@@ -54,7 +54,7 @@ std::optional<std::vector<std::string>> select_files(options_t const& options) {
     }
     const std::string database = database_path(options.bdp, options.project);
     if (!exists(database)) {
-        std::fprintf(stderr, "pomaint: %s: no such project database\n", database.c_str());
+        std::fprintf(stderr, "%s: no such project database\n", database.c_str());
         return std::nullopt;
     }
     std::string error;
@@ -69,6 +69,6 @@ std::optional<std::vector<std::string>> select_files(options_t const& options) {
         add_once(exists(path) ? paths : missing, seen, path);
     }
     for (std::string const& path : missing)
-        std::fprintf(stderr, "pomaint: %s: no such PO file, skipped\n", path.c_str());
+        std::fprintf(stderr, "%s: no such PO file, skipped\n", path.c_str());
     return paths;
 }

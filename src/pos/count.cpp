@@ -3,44 +3,78 @@
 
 namespace pos {
 
-po_read_t countPoFile(std::string const& path, metrics_t& metrics,
-                      std::vector<goal_detail_t>* goals) {
+namespace {
+
+// The counting rule over every goal, listing them when asked.
+class counter_t : public goal_consumer_t {
+public:
+    explicit counter_t(bool listing) : listing_(listing) {}
+    void restart() override {
+        counted = metrics_t{};
+        listed.clear();
+        obligationStart_ = 0;
+    }
+    void goal(goal_record_t const& goal) override {
+        countGoal(goal, counted, listing_ ? &listed : nullptr);
+    }
+    // A tag may come after the obligation's goals.
+    void endObligation(obligation_record_t const& obligation) override {
+        for (std::size_t i = obligationStart_; i < listed.size(); ++i)
+            listed[i].tag = obligation.tag;
+        obligationStart_ = listed.size();
+    }
+    metrics_t counted;
+    std::vector<goal_detail_t> listed;
+
+private:
+    bool listing_;
+    std::size_t obligationStart_ = 0;
+};
+
+} // namespace
+
+read_state_t readPoFile(std::string const& path, goal_consumer_t& consumer) {
     QFile file;
     if (!openRegularFile(QString::fromStdString(path), file))
-        return po_read_t::unopened;
+        return {po_read_t::unopened, "cannot be opened as a regular file", 0, 0};
     // Most files take the scanner; any other is read again from the start.
-    {
-        metrics_t counted;
-        std::vector<goal_detail_t> listed;
-        count_rule_t rule(counted, goals ? &listed : nullptr);
-        // Whatever the scanner vouched for reads as the DOM reads it, so an
-        // unknown status stops the count where the DOM walk stops, with the
-        // same counts.
-        const auto keep = [&] {
-            metrics = std::move(counted);
-            if (goals)
-                *goals = std::move(listed);
-        };
-        try {
-            if (scanEvents(file, rule)) {
-                rule.finish();
-                keep();
-                return po_read_t::read;
-            }
-        } catch (unknown_status_error const&) {
-            keep();
-            throw;
-        }
-    }
+    // Whatever the scanner handed before it gave up reads as the DOM reads
+    // it, so what the consumer throws there stands.
+    if (scanRecords(file, consumer))
+        return {po_read_t::read, {}, 0, 0};
+    consumer.restart();
     if (!file.seek(0))
-        return po_read_t::unopened;
-    metrics = metrics_t{};
-    if (goals)
-        goals->clear();
-    count_rule_t rule(metrics, goals);
-    const po_read_t read = parseEvents(file, rule);
-    rule.finish();
-    return read;
+        return {po_read_t::unopened, "cannot be read again", 0, 0};
+    return parseRecords(file, consumer);
+}
+
+read_state_t loadPoDocument(std::string const& path, QDomDocument& doc) {
+    load_error_t error;
+    const load_t loaded = loadDocument(QString::fromStdString(path), doc, &error);
+    return {loaded == load_t::parsed     ? po_read_t::read
+            : loaded == load_t::unopened ? po_read_t::unopened
+                                         : po_read_t::malformed,
+            error.message.toStdString(), error.line, error.column};
+}
+
+po_read_t countPoFile(std::string const& path, metrics_t& metrics,
+                      std::vector<goal_detail_t>* goals) {
+    counter_t counter(goals != nullptr);
+    const auto keep = [&] {
+        metrics = std::move(counter.counted);
+        if (goals)
+            *goals = std::move(counter.listed);
+    };
+    read_state_t state;
+    try {
+        state = readPoFile(path, counter);
+    } catch (unknown_status_error const&) {
+        keep(); // the counts up to the unknown value
+        throw;
+    }
+    if (state.read != po_read_t::unopened)
+        keep();
+    return state.read;
 }
 
 bool getMetrics(std::string const& path, metrics_t& metrics) {

@@ -1,5 +1,6 @@
 #include "pos/pos.h"
 #include "pos/pos_internal.h"
+#include "pos/record_builder.h"
 
 #include <QTextStream>
 
@@ -8,53 +9,43 @@
 
 namespace pos {
 
-status_t statusOfVerdict(QString const& value) {
-    static const std::map<QString, status_t> dict{
-        {ATTR_VALUE_UNPROVED, UNPROVED},
-        {ATTR_VALUE_UNKNOWN, UNPROVED},
-        {ATTR_VALUE_VALID, UNRELIABLY_PROVED},
-        {ATTR_VALUE_INVALID, DISPROVED},
-    };
-    return dict.at(value);
-}
-
-status_t statusOfMechanismResult(QString const& value) {
-    static const std::map<QString, status_t> dict{
-        {ATTR_VALUE_UNPROVED, UNPROVED},   {ATTR_VALUE_UNKNOWN, UNPROVED},
-        {ATTR_VALUE_PROVED, PROVED},       {ATTR_VALUE_UNRELIABLY_PROVED, UNRELIABLY_PROVED},
-        {ATTR_VALUE_DISPROVED, DISPROVED},
-    };
-    return dict.at(value);
-}
-
 namespace {
 
-// Only the module's own operations judge goals by this rule.
-status_t expectedStatus(QDomElement const& goal) {
-    unsigned tally[DISPROVED + 1] = {};
-
-    const QString proofState =
-        goal.firstChildElement(TAG_PROOF_STATE).attribute(ATTR_PROOF_STATE, QString());
-    ++tally[proofProvedStatuses.contains(proofState) ? PROVED : UNPROVED];
-
-    const QDomElement iapa = goal.firstChildElement(TAG_IAPA);
-    if (!iapa.isNull())
-        ++tally[statusOfVerdict(
-            iapa.firstChildElement(TAG_STATUS).attribute(ATTR_VALUE, QString()))];
-
-    for (QDomElement m = goal.firstChildElement(TAG_MECHANISM); !m.isNull();
-         m = m.nextSiblingElement(TAG_MECHANISM))
-        ++tally[statusOfMechanismResult(m.attribute(ATTR_STATUS, QString()))];
-
-    // Any disproof outweighs every proof; a full proof outweighs an unreliable one.
-    for (status_t s : {DISPROVED, PROVED, UNRELIABLY_PROVED})
-        if (tally[s] > 0)
-            return s;
-    return UNPROVED;
+attr_t attribute(QDomElement const& e, QString const& name, QByteArray& utf8) {
+    if (!e.hasAttribute(name))
+        return std::nullopt;
+    utf8 = e.attribute(name).toUtf8();
+    return std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size()));
 }
 
-status_t recordedStatus(QDomElement const& goal) {
-    return proofStatusOfAttrValue(goal.attribute(ATTR_STATUS, ATTR_VALUE_UNPROVED));
+// Feeds an element of `role` and the children the rules read, by the same
+// roles as the readers give them.
+void feed(record_builder_t& out, QDomElement const& e, role_t role) {
+    QByteArray name, status, value;
+    out.start(role, e.lineNumber(), attribute(e, ATTR_NAME, name),
+              attribute(e, ATTR_STATUS, status),
+              attribute(e, role == role_t::verdict ? ATTR_VALUE : ATTR_PROOF_STATE, value));
+    unsigned char seen = 0;
+    for (QDomElement c = e.firstChildElement(); !c.isNull(); c = c.nextSiblingElement()) {
+        const role_t child = childRole(
+            role, [&c](QString const& tag) { return c.tagName() == tag; }, seen);
+        if (child != role_t::other)
+            feed(out, c, child);
+    }
+    out.end(role);
+}
+
+// Hands `use` the goal element as a record: the one way the operations on a
+// document read a goal, so that they ask the rules what every reader asks.
+template <typename Use> void withRecord(QDomElement const& goal, Use const& use) {
+    struct once_t : goal_consumer_t {
+        explicit once_t(Use const& f) : use(f) {}
+        void restart() override {}
+        void goal(goal_record_t const& record) override { use(record); }
+        Use const& use;
+    } once(use);
+    record_builder_t out(once);
+    feed(out, goal, role_t::goal);
 }
 
 // Calls `visit` on each goal of the document, in document order; stops early
@@ -73,32 +64,20 @@ template <typename Visit> bool forEachGoal(QDomDocument const& doc, Visit visit)
 
 } // namespace
 
-std::vector<inconsistent_goal_t> findInconsistentGoals(QDomDocument const& doc, std::size_t limit) {
-    std::vector<inconsistent_goal_t> found;
-    if (limit == 0)
-        return found;
-    forEachGoal(doc, [&found, limit](QDomElement const& goal) {
-        const status_t expected = expectedStatus(goal);
-        const status_t recorded = recordedStatus(goal);
-        if (recorded != expected)
-            found.push_back(inconsistent_goal_t{goal, recorded, expected});
-        return found.size() < limit;
-    });
-    return found;
-}
-
-void writeGoal(QDomElement const& goal, std::FILE* out) {
-    QTextStream stream(out);
-    goal.save(stream, XML_INDENT, QDomNode::EncodingFromDocument);
-    stream.flush();
-}
-
 bool checkPosInvariant(QDomDocument const& doc) {
     // No goal after the first inconsistent one is examined.
-    const auto inconsistent = findInconsistentGoals(doc, 1);
-    if (!inconsistent.empty())
-        writeGoal(inconsistent.front().goal, stderr);
-    return inconsistent.empty();
+    return forEachGoal(doc, [](QDomElement const& goal) {
+        bool consistent = true;
+        withRecord(goal, [&consistent](goal_record_t const& record) {
+            const status_t expected = expectedStatus(record);
+            consistent = recordedStatus(record) == expected;
+        });
+        if (!consistent) {
+            QTextStream stream(stderr);
+            goal.save(stream, XML_INDENT, QDomNode::EncodingFromDocument);
+        }
+        return consistent;
+    });
 }
 
 bool getMechanisms(std::string const& path, std::list<std::string>& mechanismNames) {
@@ -122,16 +101,12 @@ bool getMechanisms(std::string const& path, std::list<std::string>& mechanismNam
 
 void unprove(QDomDocument& doc) {
     forEachGoal(doc, [](QDomElement goal) {
-        for (QDomElement m = goal.firstChildElement(TAG_MECHANISM); !m.isNull();
-             m = m.nextSiblingElement(TAG_MECHANISM))
-            m.setAttribute(ATTR_STATUS, ATTR_VALUE_UNPROVED);
-        // The iapa verdict is deliberately ignored: only the built-in prover's
-        // result stands.
-        const QString proofState = goal.firstChildElement(TAG_PROOF_STATE)
-                                       .attribute(ATTR_PROOF_STATE, ATTR_VALUE_UNPROVED);
-        goal.setAttribute(
-            ATTR_STATUS,
-            strOfProofStatus(proofProvedStatuses.contains(proofState) ? PROVED : UNPROVED));
+        withRecord(goal, [&goal](goal_record_t const& record) {
+            for (QDomElement m = goal.firstChildElement(TAG_MECHANISM); !m.isNull();
+                 m = m.nextSiblingElement(TAG_MECHANISM))
+                m.setAttribute(ATTR_STATUS, ATTR_VALUE_UNPROVED);
+            goal.setAttribute(ATTR_STATUS, strOfProofStatus(unprovedStatus(record)));
+        });
         return true;
     });
 }
@@ -141,19 +116,23 @@ bool removeMechanism(QDomDocument& doc, std::string const& name, bool& removed) 
     if (doc.isNull())
         return false;
     return forEachGoal(doc, [&name, &removed](QDomElement goal) {
-        QDomElement m = goal.firstChildElement(TAG_MECHANISM);
-        while (!m.isNull() && m.attribute(ATTR_NAME).toStdString() != name)
-            m = m.nextSiblingElement(TAG_MECHANISM);
-        if (m.isNull())
-            return true;
-        if (goal.removeChild(m).isNull())
-            return false;
-        removed = true;
-        const status_t expected = expectedStatus(goal);
-        // An unchanged status keeps its exact text, or its absence.
-        if (recordedStatus(goal) != expected)
-            goal.setAttribute(ATTR_STATUS, strOfProofStatus(expected));
-        return true;
+        bool done = true;
+        withRecord(goal, [&](goal_record_t const& record) {
+            const std::size_t index = mechanismToRemove(record, name);
+            if (index == NO_MECHANISM)
+                return;
+            QDomElement m = goal.firstChildElement(TAG_MECHANISM);
+            for (std::size_t i = 0; i < index; ++i)
+                m = m.nextSiblingElement(TAG_MECHANISM);
+            if (goal.removeChild(m).isNull()) {
+                done = false;
+                return;
+            }
+            removed = true;
+            if (const auto status = statusAfterRemoval(record, index))
+                goal.setAttribute(ATTR_STATUS, strOfProofStatus(*status));
+        });
+        return done;
     });
 }
 

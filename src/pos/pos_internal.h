@@ -19,10 +19,15 @@ extern const QByteArray xmlSchemaString;
 // reader built, also from a file that is not well-formed.
 QDomDocument domOfPath(std::string const& path);
 
-// How the expected-status rule reads an iapa verdict and a mechanism's
-// result. Throw std::out_of_range ("map::at") for a value they do not know.
-status_t statusOfVerdict(QString const& value);
-status_t statusOfMechanismResult(QString const& value);
+// The status of an attribute value as the vocabulary reads it, or nothing
+// outside it; the one table is proofStatusOfAttrValue's.
+std::optional<status_t> statusOfUtf8(std::string_view value);
+// Whether a proofState value means the built-in prover proved the goal.
+bool provedByProver(std::string_view proofState);
+// What an iapa verdict and a mechanism's result count for in the expected
+// status, or nothing for a value the rule does not know.
+std::optional<status_t> verdictOfUtf8(std::string_view value);
+std::optional<status_t> mechanismResultOfUtf8(std::string_view value);
 
 } // namespace pos
 

@@ -1,10 +1,10 @@
-// The two readers of a PO file. Both report the same events for the same
+// The two readers of a PO file. Both hand the same goal records for the same
 // file: the strict scanner for the common form of PO files, and the DOM
 // reader's own parser for everything else.
 #ifndef POS_READERS_H
 #define POS_READERS_H
 
-#include "pos/events.h"
+#include "pos/pos.h"
 
 #include <QFile>
 
@@ -20,17 +20,18 @@ constexpr std::size_t SCAN_BUFFER = 1 << 20;
 // in the form the scanner knows: plain UTF-8 without a byte order mark,
 // DOCTYPE, processing instruction, CDATA section or character reference,
 // ASCII names, the five predefined entities, attribute values without tabs or
-// line breaks. There the file is well-formed and its events are the DOM
-// parser's. False at the first byte outside that form: the events reported
-// until then are the DOM parser's as far as they go, but the rest is not.
-bool scanEvents(QFile& file, goal_events_t& events, std::size_t buffer = SCAN_BUFFER);
+// line breaks. There the file is well-formed and its records are the DOM
+// parser's, with spans. False at the first byte outside that form: the
+// records handed until then are the DOM parser's as far as they go, but the
+// rest is not.
+bool scanRecords(QFile& file, goal_consumer_t& consumer, std::size_t buffer = SCAN_BUFFER);
 
 // Reads the open file from its current position with the DOM reader's parser,
-// as QDomDocument::setContent reads it, and reports the events of the
+// as QDomDocument::setContent reads it, and hands the records of the
 // document it would build, up to where the parser stops or a loader's limit
-// is crossed. Read when the file is well-formed within the limits. An unknown
-// status value met by `events` is thrown after the parser has stopped.
-po_read_t parseEvents(QFile& file, goal_events_t& events);
+// is crossed. What the consumer throws is thrown after the parser has
+// stopped.
+read_state_t parseRecords(QFile& file, goal_consumer_t& consumer);
 
 } // namespace pos
 

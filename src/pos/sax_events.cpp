@@ -1,5 +1,6 @@
 #include "pos/dom_parse.h"
 #include "pos/readers.h"
+#include "pos/record_builder.h"
 
 #include <exception>
 
@@ -12,10 +13,22 @@ namespace pos {
 
 namespace {
 
-class event_reader_t : public limit_watch_t {
+// Where the parser stopped, and why.
+template <typename Handler> class failure_watch_t : public Handler {
 public:
-    event_reader_t(dom_source_t& source, goal_events_t& events)
-        : limit_watch_t(source), events_(events) {}
+    using Handler::Handler;
+    bool fatalError(QXmlParseException const& exception) override {
+        failure = {po_read_t::malformed, exception.message().toStdString(), exception.lineNumber(),
+                   exception.columnNumber()};
+        return false;
+    }
+    read_state_t failure;
+};
+
+class event_reader_t : public failure_watch_t<limit_watch_t> {
+public:
+    event_reader_t(dom_source_t& source, goal_consumer_t& consumer)
+        : failure_watch_t(source), out_(consumer) {}
 
     void setDocumentLocator(QXmlLocator* locator) override { locator_ = locator; }
 
@@ -28,37 +41,19 @@ public:
         flushTagText();
         level_t& parent = levels_.back();
         const role_t role = childRole(
-            parent.role, [&name](QString const& tag) { return name == tag; }, parent.seenTag,
-            parent.seenProofState);
+            parent.role, [&name](QString const& tag) { return name == tag; }, parent.seen);
         levels_.push_back({role});
         const long long line = locator_->lineNumber();
-        try {
-            switch (role) {
-            case role_t::obligation:
-                events_.obligation(line);
-                break;
-            case role_t::goal:
-                events_.goal(line, attr(attributes, ATTR_STATUS, status_));
-                break;
-            case role_t::proof_state:
-                events_.proofState(attr(attributes, ATTR_PROOF_STATE, status_));
-                break;
-            case role_t::mechanism:
-                events_.mechanism(line, attr(attributes, ATTR_NAME, name_),
-                                  attr(attributes, ATTR_STATUS, status_));
-                break;
-            case role_t::driver:
-                events_.driver(line, attr(attributes, ATTR_NAME, name_),
-                               attr(attributes, ATTR_STATUS, status_));
-                break;
-            default:
-                break;
-            }
-        } catch (...) {
-            error = std::current_exception();
-            return false;
-        }
-        return true;
+        const bool result = role == role_t::mechanism || role == role_t::driver;
+        const QString* value = role == role_t::proof_state ? &ATTR_PROOF_STATE
+                               : role == role_t::verdict   ? &ATTR_VALUE
+                                                           : nullptr;
+        return guarded([&] {
+            out_.start(role, line, result ? attr(attributes, ATTR_NAME, name_) : std::nullopt,
+                       result || role == role_t::goal ? attr(attributes, ATTR_STATUS, status_)
+                                                      : std::nullopt,
+                       value ? attr(attributes, *value, value_) : std::nullopt);
+        });
     }
 
     bool endElement(QString const& uri, QString const& local, QString const& name) override {
@@ -67,8 +62,9 @@ public:
             return false;
         limit_watch_t::endElement(uri, local, name);
         flushTagText();
+        const role_t role = levels_.back().role;
         levels_.pop_back();
-        return true;
+        return guarded([&] { out_.end(role); });
     }
 
     bool characters(QString const& text) override {
@@ -77,7 +73,8 @@ public:
             return false;
         // Text from an entity the parser reports as such becomes an entity
         // reference node, which holds no text of the element.
-        if (levels_.back().role == role_t::tag && !inEntity_)
+        const role_t role = levels_.back().role;
+        if ((role == role_t::tag || role == role_t::tag_part) && !inEntity_)
             tagText_ += text;
         return true;
     }
@@ -93,6 +90,7 @@ public:
     void finish() {
         if (depthCut < 0)
             flushTagText();
+        out_.finish();
     }
 
     std::exception_ptr error;
@@ -100,9 +98,19 @@ public:
 private:
     struct level_t {
         role_t role;
-        bool seenTag = false;
-        bool seenProofState = false;
+        unsigned char seen = 0;
     };
+
+    // What the consumer throws stops the parser, and is thrown once it has.
+    template <typename F> bool guarded(F const& f) {
+        try {
+            f();
+            return true;
+        } catch (...) {
+            error = std::current_exception();
+            return false;
+        }
+    }
 
     // The DOM keeps the last of two attributes of one name.
     static attr_t attr(QXmlAttributes const& attributes, QString const& name, QByteArray& utf8) {
@@ -119,27 +127,42 @@ private:
             return;
         const QByteArray utf8 = tagText_.toUtf8();
         tagText_.clear();
-        events_.tagText(std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size())));
+        out_.tagText(std::string_view(utf8.constData(), static_cast<std::size_t>(utf8.size())));
     }
 
-    goal_events_t& events_;
+    record_builder_t out_;
     QXmlLocator* locator_ = nullptr;
     std::vector<level_t> levels_{{role_t::none}};
     QString tagText_;
     bool inEntity_ = false;
-    QByteArray name_, status_;
+    QByteArray name_, status_, value_;
 };
 
 } // namespace
 
-po_read_t parseEvents(QFile& file, goal_events_t& events) {
+read_state_t parseRecords(QFile& file, goal_consumer_t& consumer) {
     dom_source_t source(&file, -1);
-    event_reader_t reader(source, events);
+    event_reader_t reader(source, consumer);
     const bool parsed = parseAsDom(source, reader);
     if (reader.error)
         std::rethrow_exception(reader.error);
     reader.finish();
-    return parsed ? po_read_t::read : po_read_t::malformed;
+    if (parsed)
+        return {po_read_t::read, {}, 0, 0};
+    read_state_t state = reader.failure;
+    state.read = po_read_t::malformed;
+    // Past a limit the document ends where the loader ends it, and the
+    // error stands where the parser meets that end.
+    const auto [cutAt, why] = reader.cut();
+    if (cutAt >= 0 && file.seek(0)) {
+        dom_source_t prefix(&file, cutAt);
+        failure_watch_t<QXmlDefaultHandler> end;
+        parseAsDom(prefix, end);
+        state.line = end.failure.line;
+        state.column = end.failure.column;
+        state.message = prefix.consumed >= cutAt ? why.toStdString() : end.failure.message;
+    }
+    return state;
 }
 
 } // namespace pos

@@ -1,4 +1,5 @@
 #include "pos/readers.h"
+#include "pos/record_builder.h"
 
 #include <algorithm>
 #include <array>
@@ -92,17 +93,13 @@ int utf8Length(const uchar* p) {
 // The five predefined entities, "&" included: their length and character,
 // or 0.
 int entity(const uchar* p, char& c) {
-    auto is = [p](const char* name) { return std::memcmp(p, name, std::strlen(name)) == 0; };
-    if (is("&lt;"))
-        return c = '<', 4;
-    if (is("&gt;"))
-        return c = '>', 4;
-    if (is("&amp;"))
-        return c = '&', 5;
-    if (is("&quot;"))
-        return c = '"', 6;
-    if (is("&apos;"))
-        return c = '\'', 6;
+    static const std::pair<const char*, char> entities[] = {
+        {"&lt;", '<'}, {"&gt;", '>'}, {"&amp;", '&'}, {"&quot;", '"'}, {"&apos;", '\''}};
+    for (auto const& [name, character] : entities) {
+        const std::size_t n = std::strlen(name);
+        if (std::memcmp(p, name, n) == 0)
+            return c = character, static_cast<int>(n);
+    }
     return 0;
 }
 
@@ -116,12 +113,15 @@ bool same(const uchar* a, std::size_t size, QString const& name) {
     return true;
 }
 
-// The line breaks in [from, to): counted on locals, so that the loop runs on
-// whole vectors.
+// The line breaks in [from, to). Most calls span one line, where memchr
+// costs less than any loop over the bytes.
 long long breaks(const uchar* from, const uchar* to) {
     long long n = 0;
-    for (; from < to; ++from)
-        n += *from == '\n';
+    while ((from = static_cast<const uchar*>(
+                std::memchr(from, '\n', static_cast<std::size_t>(to - from)))) != nullptr) {
+        ++n;
+        ++from;
+    }
     return n;
 }
 
@@ -130,8 +130,9 @@ enum class step_t { done, refused, more };
 
 class Scanner {
 public:
-    Scanner(QFile& file, goal_events_t& events, std::size_t buffer)
-        : file_(file), events_(events), capacity_(std::max<std::size_t>(buffer, 1)) {}
+    Scanner(QFile& file, goal_consumer_t& consumer, std::size_t buffer)
+        : file_(file), out_(consumer), capacity_(std::max<std::size_t>(buffer, 1)),
+          base_(static_cast<std::uint64_t>(file.pos())) {}
 
     bool run();
 
@@ -148,11 +149,30 @@ private:
     step_t text();
     bool name(const uchar*& begin, std::size_t& size);
     step_t attributeValue(std::string* out);
-    void report(role_t role);
+    void report(role_t role, const uchar* open, bool empty);
+    void close(role_t role);
     long long line();
+    std::uint64_t at(const uchar* p) const {
+        return base_ + static_cast<std::uint64_t>(p - buffer_.data());
+    }
+    tag_span_t tagSpan() const {
+        const uchar quote = firstQuote_ ? firstQuote_ : fileQuote_ ? fileQuote_ : '"';
+        return {insert_, char(quote), statusAt_};
+    }
+    // The text of a goal between two of its children (tags or comments): a
+    // mechanism takes the blanks before it, and text beside one is noted.
+    void openRun(const uchar* from) {
+        runStart_ = at(from);
+        runText_ = false;
+    }
+    void closeRun() {
+        if (afterMechanism_ && runText_)
+            out_.lastMechanism().textAfter = true;
+        afterMechanism_ = false;
+    }
 
     QFile& file_;
-    goal_events_t& events_;
+    record_builder_t out_;
     std::size_t capacity_;
     // A block of bytes left uninitialised.
     struct block_t {
@@ -160,12 +180,15 @@ private:
         std::size_t size_ = 0;
         std::size_t size() const { return size_; }
         uchar* data() { return bytes.get(); }
+        const uchar* data() const { return bytes.get(); }
         void reset(std::size_t n) {
             bytes.reset(new uchar[n]);
             size_ = n;
         }
     };
     block_t buffer_, spare_;
+    // The file offset of the buffer's first byte.
+    std::uint64_t base_;
     const uchar* p_ = nullptr;
     const uchar* end_ = nullptr;
     bool eof_ = false;
@@ -176,26 +199,34 @@ private:
     long long lines_ = 0;
     const uchar* lineMark_ = nullptr;
 
-    // The open elements: their names one after the other, roles, and whether
-    // each has had its first Tag and Proof_State.
+    // The open elements: their names one after the other, roles, and the
+    // first children each has had.
     std::string open_;
     struct level_t {
         std::size_t nameStart;
         role_t role;
-        bool seenTag = false, seenProofState = false;
+        unsigned char seen = 0;
     };
     std::vector<level_t> levels_;
 
-    // The attributes that the events carry, of the tag being scanned.
-    std::string status_, name_, proofState_;
-    bool hasStatus_ = false, hasName_ = false, hasProofState_ = false;
+    // The attributes that the records carry, of the tag being scanned, and
+    // where the edits would change them.
+    std::string status_, name_, value_;
+    attr_span_t statusAt_, nameAt_, valueAt_;
+    std::uint64_t insert_ = 0;
+    uchar firstQuote_ = 0, fileQuote_ = 0;
     std::string tagText_;
+
+    std::uint64_t runStart_ = 0;
+    bool runText_ = false, afterMechanism_ = false;
 };
 
 bool Scanner::refill(const uchar* keep) {
     const std::size_t kept = static_cast<std::size_t>(end_ - keep);
     if (lineMark_)
         lines_ += breaks(lineMark_, keep);
+    if (started_)
+        base_ += static_cast<std::uint64_t>(keep - buffer_.data());
     // A construct that fills the buffer needs a larger one.
     if (kept == capacity_ && started_)
         capacity_ *= 2;
@@ -282,12 +313,14 @@ step_t Scanner::declaration() {
         return step_t::more;
     if (end_ - p_ < 5 || std::memcmp(p_, "<?xml", 5) != 0)
         return step_t::done;
-    for (const char* form :
-         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
-          "<?xml version=\"1.0\" encoding=\"utf-8\"?>", "<?xml version=\"1.0\"?>"}) {
+    for (const char* form : {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
+                             "<?xml version=\"1.0\" encoding=\"utf-8\"?>",
+                             "<?xml version=\"1.0\"?>", "<?xml version='1.0' encoding='UTF-8'?>",
+                             "<?xml version='1.0' encoding='utf-8'?>", "<?xml version='1.0'?>"}) {
         const std::size_t size = std::strlen(form);
         if (p_ + size <= end_ && std::memcmp(p_, form, size) == 0) {
             p_ += size;
+            fileQuote_ = static_cast<uchar>(form[14]);
             return step_t::done;
         }
     }
@@ -323,6 +356,10 @@ step_t Scanner::comment() {
     if (q[2] != '>')
         return fail(q);
     p_ = q + 3;
+    if (!levels_.empty() && levels_.back().role == role_t::goal) {
+        closeRun();
+        openRun(p_);
+    }
     return step_t::done;
 }
 
@@ -384,7 +421,7 @@ step_t Scanner::attributeValue(std::string* out) {
 }
 
 step_t Scanner::startTag() {
-    ++p_;
+    const uchar* open = p_++;
     const uchar* tag;
     std::size_t size;
     if (!name(tag, size))
@@ -394,12 +431,14 @@ step_t Scanner::startTag() {
     // The parent's marks change only once the tag is read whole: a tag cut by
     // the end of the buffer is read again.
     level_t* parent = levels_.empty() ? nullptr : &levels_.back();
-    bool seenTag = parent && parent->seenTag, seenProofState = parent && parent->seenProofState;
+    unsigned char seen = parent ? parent->seen : 0;
     const role_t role = childRole(
         parent ? parent->role : role_t::none, [&](QString const& n) { return same(tag, size, n); },
-        seenTag, seenProofState);
+        seen);
 
-    hasStatus_ = hasName_ = hasProofState_ = false;
+    statusAt_ = nameAt_ = valueAt_ = attr_span_t{};
+    insert_ = at(p_);
+    firstQuote_ = 0;
     // Left uninitialised: most tags have one or two attributes.
     const uchar* seenAt[MAX_ATTRIBUTES];
     std::size_t seenSize[MAX_ATTRIBUTES];
@@ -413,12 +452,12 @@ step_t Scanner::startTag() {
             p_ += empty ? 2 : 1;
             if (levels_.size() == MAX_DEPTH)
                 return step_t::refused;
-            if (parent) {
-                parent->seenTag = seenTag;
-                parent->seenProofState = seenProofState;
-            }
+            if (parent)
+                parent->seen = seen;
             rootSeen_ = true;
-            report(role);
+            report(role, open, empty);
+            if (!fileQuote_)
+                fileQuote_ = firstQuote_;
             if (!empty) {
                 levels_.push_back({open_.size(), role});
                 open_.append(reinterpret_cast<const char*>(tag), size);
@@ -443,24 +482,34 @@ step_t Scanner::startTag() {
         ++p_;
         while (tables.blank[*p_])
             ++p_;
-        if (*p_ != '"' && *p_ != '\'')
+        const uchar quote = *p_;
+        if (quote != '"' && quote != '\'')
             return fail(p_);
+        if (!firstQuote_)
+            firstQuote_ = quote;
         std::string* out = nullptr;
+        attr_span_t* where = nullptr;
+        const auto is = [&](QString const& n) { return same(attribute, length, n); };
         if (role == role_t::goal || role == role_t::mechanism || role == role_t::driver) {
-            if (same(attribute, length, ATTR_STATUS)) {
+            if (is(ATTR_STATUS)) {
                 out = &status_;
-                hasStatus_ = true;
-            } else if (role != role_t::goal && same(attribute, length, ATTR_NAME)) {
+                where = &statusAt_;
+            } else if (role != role_t::goal && is(ATTR_NAME)) {
                 out = &name_;
-                hasName_ = true;
+                where = &nameAt_;
             }
-        } else if (role == role_t::proof_state && same(attribute, length, ATTR_PROOF_STATE)) {
-            out = &proofState_;
-            hasProofState_ = true;
+        } else if ((role == role_t::proof_state && is(ATTR_PROOF_STATE)) ||
+                   (role == role_t::verdict && is(ATTR_VALUE))) {
+            out = &value_;
+            where = &valueAt_;
         }
-        const step_t value = attributeValue(out);
-        if (value != step_t::done)
-            return value;
+        const uchar* value = p_ + 1;
+        const step_t step = attributeValue(out);
+        if (step != step_t::done)
+            return step;
+        if (where)
+            *where = {{at(value), at(p_ - 1)}, char(quote)};
+        insert_ = at(p_);
     }
 }
 
@@ -470,28 +519,48 @@ long long Scanner::line() {
     return lines_ + 1;
 }
 
-void Scanner::report(role_t role) {
-    const auto given = [](bool has, std::string const& value) -> attr_t {
-        return has ? attr_t(value) : std::nullopt;
+void Scanner::report(role_t role, const uchar* open, bool empty) {
+    const auto given = [](attr_span_t const& span, std::string const& value) -> attr_t {
+        return span.quote ? attr_t(value) : std::nullopt;
     };
-    switch (role) {
-    case role_t::obligation:
-        events_.obligation(line());
-        break;
-    case role_t::goal:
-        events_.goal(line(), given(hasStatus_, status_));
-        break;
-    case role_t::proof_state:
-        events_.proofState(given(hasProofState_, proofState_));
-        break;
-    case role_t::mechanism:
-        events_.mechanism(line(), given(hasName_, name_), given(hasStatus_, status_));
-        break;
-    case role_t::driver:
-        events_.driver(line(), given(hasName_, name_), given(hasStatus_, status_));
-        break;
-    default:
-        break;
+    if (!levels_.empty() && levels_.back().role == role_t::goal)
+        closeRun();
+    // Lines are counted only where a record keeps them.
+    if (role == role_t::proof_state)
+        out_.start(role, 0, {}, {}, given(valueAt_, value_));
+    else if (role == role_t::obligation || (role >= role_t::goal && role != role_t::other))
+        out_.start(role, line(), given(nameAt_, name_), given(statusAt_, status_),
+                   given(valueAt_, value_));
+    if (role == role_t::goal) {
+        goal_record_t& goal = out_.openGoal();
+        goal.hasSpans = true;
+        goal.element.begin = at(open);
+        goal.tag = tagSpan();
+        openRun(p_);
+    } else if (role == role_t::mechanism) {
+        mechanism_record_t& m = out_.lastMechanism();
+        m.tag = tagSpan();
+        m.name_span = nameAt_;
+        m.element.begin = at(open);
+        m.blanks = runText_ ? m.element.begin : runStart_;
+        m.textBefore = runText_;
+    }
+    if (empty)
+        close(role);
+}
+
+// After the end of an element of `role`.
+void Scanner::close(role_t role) {
+    if (role == role_t::goal) {
+        closeRun();
+        out_.openGoal().element.end = at(p_);
+    } else if (role == role_t::mechanism) {
+        out_.lastMechanism().element.end = at(p_);
+    }
+    out_.end(role);
+    if (!levels_.empty() && levels_.back().role == role_t::goal) {
+        openRun(p_);
+        afterMechanism_ = role == role_t::mechanism;
     }
 }
 
@@ -510,33 +579,46 @@ step_t Scanner::endTag() {
     if (*p_ != '>')
         return fail(p_);
     ++p_;
+    const role_t role = levels_.back().role;
     open_.resize(start);
     levels_.pop_back();
+    close(role);
     return step_t::done;
 }
 
 // A run of text up to the next tag. Inside the first Tag of an obligation it
 // is part of the obligation's name: the parser reports it unless it is blank
 // only, and takes CRs and non-ASCII characters in ways best left to it.
+// Directly inside a goal, whether it is blank only is noted.
 step_t Scanner::text() {
-    std::string* chunk = levels_.back().role == role_t::tag ? &tagText_ : nullptr;
+    const role_t role = levels_.back().role;
+    std::string* chunk = role == role_t::tag || role == role_t::tag_part ? &tagText_ : nullptr;
+    const bool watch = chunk || role == role_t::goal;
     if (chunk)
         chunk->clear();
-    bool blankOnly = true;
+    if (watch) {
+        // Most such runs are the blanks between two tags.
+        const uchar* b = p_;
+        while (tables.blank[*b] || (!chunk && *b == '\r' && b[1] == '\n'))
+            ++b;
+        if (*b == '<') {
+            p_ = b;
+            return step_t::done;
+        }
+    }
     const uchar* q = p_;
     for (;;) {
         const uchar* run = q;
         while (tables.text[*q] == PLAIN)
             ++q;
-        if (chunk) {
-            for (const uchar* r = run; r < q; ++r)
-                blankOnly = blankOnly && tables.blank[*r];
+        if (chunk)
             chunk->append(reinterpret_cast<const char*>(run), static_cast<std::size_t>(q - run));
-        }
         switch (tables.text[*q]) {
         case STOP:
-            if (chunk && !blankOnly)
-                events_.tagText(*chunk);
+            if (chunk)
+                out_.tagText(*chunk);
+            if (role == role_t::goal)
+                runText_ = true;
             p_ = q;
             return step_t::done;
         case AMP: {
@@ -544,10 +626,8 @@ step_t Scanner::text() {
             const int n = entity(q, decoded);
             if (n == 0)
                 return fail(q);
-            if (chunk) {
+            if (chunk)
                 chunk->push_back(decoded);
-                blankOnly = false;
-            }
             q += n;
             break;
         }
@@ -556,10 +636,8 @@ step_t Scanner::text() {
                 return step_t::more;
             if (q[1] == ']' && q[2] == '>')
                 return step_t::refused; // not well-formed in text
-            if (chunk) {
+            if (chunk)
                 chunk->push_back(']');
-                blankOnly = false;
-            }
             ++q;
             break;
         case HIGH: {
@@ -582,8 +660,8 @@ step_t Scanner::text() {
 
 } // namespace
 
-bool scanEvents(QFile& file, goal_events_t& events, std::size_t buffer) {
-    Scanner scanner(file, events, buffer);
+bool scanRecords(QFile& file, goal_consumer_t& consumer, std::size_t buffer) {
+    Scanner scanner(file, consumer, buffer);
     return scanner.run();
 }
 

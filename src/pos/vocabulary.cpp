@@ -1,4 +1,3 @@
-#include "pos/events.h"
 #include "pos/pos_internal.h"
 
 #include <algorithm>
@@ -66,13 +65,6 @@ std::vector<std::pair<QString, status_t>> const& statusWords() {
     return words;
 }
 
-std::vector<std::string> utf8(QStringList const& words) {
-    std::vector<std::string> result;
-    for (QString const& word : words)
-        result.push_back(word.toStdString());
-    return result;
-}
-
 } // namespace
 
 status_t proofStatusOfAttrValue(QString const& value) {
@@ -105,8 +97,35 @@ std::optional<status_t> statusOfUtf8(std::string_view value) {
 }
 
 bool provedByProver(std::string_view proofState) {
-    static const std::vector<std::string> proved = utf8(proofProvedStatuses);
+    static const auto proved = [] {
+        std::vector<std::string> utf8;
+        for (QString const& word : proofProvedStatuses)
+            utf8.push_back(word.toStdString());
+        return utf8;
+    }();
     return std::find(proved.begin(), proved.end(), proofState) != proved.end();
+}
+
+std::optional<status_t> verdictOfUtf8(std::string_view value) {
+    static const std::pair<std::string, status_t> dict[] = {
+        {ATTR_VALUE_UNPROVED.toStdString(), UNPROVED},
+        {ATTR_VALUE_UNKNOWN.toStdString(), UNPROVED},
+        {ATTR_VALUE_VALID.toStdString(), UNRELIABLY_PROVED},
+        {ATTR_VALUE_INVALID.toStdString(), DISPROVED},
+    };
+    for (auto const& [word, status] : dict)
+        if (word == value)
+            return status;
+    return std::nullopt;
+}
+
+std::optional<status_t> mechanismResultOfUtf8(std::string_view value) {
+    // The status names alone, not the proof state's ranks; Unknown counts as
+    // unproved.
+    const auto status = statusOfUtf8(value);
+    if (!status || provedByProver(value))
+        return std::nullopt;
+    return *status == UNKNOWN ? UNPROVED : *status;
 }
 
 unknown_status_error::unknown_status_error(std::string value, long long line)

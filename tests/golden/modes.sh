@@ -36,4 +36,8 @@ for mode in $modes; do
     cmp -s "$sample" "$f" && { echo "mode $mode: not rewritten"; failed=1; }
     [ "$before" = "$after" ] || { echo "mode $mode: $before became $after"; failed=1; }
 done
+# A symbolic link is refused, never replaced by a regular file.
+ln -s "$sample" "$tmp/link.pos"
+"${run[@]}" "$pomaint" unprove "$tmp/link.pos" >/dev/null 2>&1 && { echo "a link was edited"; failed=1; }
+[ -L "$tmp/link.pos" ] || { echo "the link was replaced"; failed=1; }
 exit $failed

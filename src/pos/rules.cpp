@@ -1,0 +1,151 @@
+#include "pos/pos.h"
+#include "pos/pos_internal.h"
+
+// The rules of the PO format over one goal: every reader hands them the same
+// record, and every command and library operation asks them.
+
+namespace pos {
+
+namespace {
+
+[[noreturn]] void unknown(std::string_view value, long long line) {
+    throw unknown_status_error(std::string(value), line);
+}
+
+// A status attribute, "Unproved" when absent.
+status_t checked(attr_t status, long long line) {
+    const std::string_view value = status.value_or("Unproved");
+    if (const auto known = statusOfUtf8(value))
+        return *known;
+    unknown(value, line);
+}
+
+// The entry of `key`, made on first use.
+template <typename Map>
+typename Map::mapped_type::element_type& entry(Map& map, std::string_view key) {
+    const std::string name(key);
+    auto it = map.find(name);
+    if (it == map.end())
+        it = map.emplace(name, std::make_unique<typename Map::mapped_type::element_type>()).first;
+    return *it->second;
+}
+
+// The counter of each status; a goal has none for Unknown, a driver none for
+// UnreliablyProved.
+std::uint32_t* counter(metrics_t& m, status_t s) {
+    std::uint32_t* const counters[] = {&m.nb_unproved, nullptr, &m.nb_unreliably_proved,
+                                       &m.nb_proved, &m.nb_disproved};
+    return counters[s];
+}
+std::uint32_t* counter(mechanism_metrics_t& m, status_t s) {
+    std::uint32_t* const counters[] = {&m.nb_unproved, &m.nb_unknown, &m.nb_unreliably_proved,
+                                       &m.nb_proved, &m.nb_disproved};
+    return counters[s];
+}
+std::uint32_t* counter(driver_metrics_t& d, status_t s) {
+    std::uint32_t* const counters[] = {&d.nb_unproved, &d.nb_unknown, nullptr, &d.nb_proved,
+                                       &d.nb_disproved};
+    return counters[s];
+}
+
+template <typename Record> void add(Record& record, status_t s) {
+    if (std::uint32_t* c = counter(record, s))
+        ++*c;
+}
+
+// The expected status of the goal without its mechanism `skip`.
+status_t expected(goal_record_t const& goal, std::size_t skip) {
+    unsigned seen = 1u << (provedByProver(goal.proofState.value_or("")) ? PROVED : UNPROVED);
+    if (goal.verdict.kind != verdict_record_t::no_iapa) {
+        const std::string_view value = goal.verdict.text;
+        const auto verdict = verdictOfUtf8(value);
+        if (!verdict)
+            unknown(value, goal.verdict.line);
+        seen |= 1u << *verdict;
+    }
+    for (std::size_t i = 0; i < goal.mechanisms.size(); ++i) {
+        mechanism_record_t const& m = goal.mechanisms[i];
+        if (i == skip)
+            continue;
+        const std::string_view value = m.status.value_or("");
+        const auto result = mechanismResultOfUtf8(value);
+        if (!result)
+            unknown(value, m.line);
+        seen |= 1u << *result;
+    }
+    // Any disproof outweighs every proof; a full proof outweighs an unreliable one.
+    for (status_t s : {DISPROVED, PROVED, UNRELIABLY_PROVED})
+        if (seen & (1u << s))
+            return s;
+    return UNPROVED;
+}
+
+} // namespace
+
+void countGoal(goal_record_t const& goal, metrics_t& metrics, std::vector<goal_detail_t>* listed) {
+    const status_t status = checked(goal.status, goal.line);
+    ++metrics.nb_po;
+    add(metrics, status);
+    if (provedByProver(goal.proofState.value_or("Unproved")))
+        ++metrics.nb_int;
+    for (mechanism_record_t const& m : goal.mechanisms)
+        if (checked(m.status, m.line) == PROVED) {
+            ++metrics.nb_ext;
+            break;
+        }
+    goal_detail_t* detail = nullptr;
+    if (listed) {
+        detail = &listed->emplace_back(
+            goal_detail_t{{}, goal.obligation->number, goal.number, goal.line, status, {}});
+        detail->mechanisms.reserve(goal.mechanisms.size());
+    }
+    for (mechanism_record_t const& m : goal.mechanisms) {
+        mechanism_metrics_t& byName = entry(metrics.mechanisms, m.name.value_or(""));
+        const status_t result = checked(m.status, m.line);
+        add(byName, result);
+        result_detail_t* mechanism = nullptr;
+        if (detail) {
+            mechanism = &detail->mechanisms.emplace_back(
+                result_detail_t{std::string(m.name.value_or("")), result, {}});
+            mechanism->drivers.reserve(m.drivers.size());
+        }
+        for (driver_record_t const& d : m.drivers) {
+            driver_metrics_t& driver = entry(byName.drivers, d.name.value_or(""));
+            const status_t driverResult = checked(d.status, d.line);
+            add(driver, driverResult);
+            if (mechanism)
+                mechanism->drivers.push_back({std::string(d.name.value_or("")), driverResult, {}});
+        }
+    }
+}
+
+status_t recordedStatus(goal_record_t const& goal) {
+    return checked(goal.status, goal.line);
+}
+
+status_t expectedStatus(goal_record_t const& goal) {
+    return expected(goal, NO_MECHANISM);
+}
+
+status_t unprovedStatus(goal_record_t const& goal) {
+    // The iapa verdict is deliberately ignored: only the built-in prover's
+    // result stands.
+    return provedByProver(goal.proofState.value_or("Unproved")) ? PROVED : UNPROVED;
+}
+
+std::size_t mechanismToRemove(goal_record_t const& goal, std::string_view name) {
+    for (std::size_t i = 0; i < goal.mechanisms.size(); ++i)
+        if (goal.mechanisms[i].name.value_or("") == name)
+            return i;
+    return NO_MECHANISM;
+}
+
+std::optional<status_t> statusAfterRemoval(goal_record_t const& goal, std::size_t removed) {
+    const status_t status = expected(goal, removed);
+    // An unchanged status keeps its exact text, or its absence.
+    if (recordedStatus(goal) == status)
+        return std::nullopt;
+    return status;
+}
+
+} // namespace pos
