@@ -58,7 +58,7 @@ read_state_t loadPoDocument(std::string const& path, QDomDocument& doc) {
 }
 
 po_read_t countPoFile(std::string const& path, metrics_t& metrics,
-                      std::vector<goal_detail_t>* goals) {
+                      std::vector<goal_detail_t>* goals, read_state_t* stopped) {
     counter_t counter(goals != nullptr);
     const auto keep = [&] {
         metrics = std::move(counter.counted);
@@ -74,6 +74,8 @@ po_read_t countPoFile(std::string const& path, metrics_t& metrics,
     }
     if (state.read != po_read_t::unopened)
         keep();
+    if (stopped)
+        *stopped = state;
     return state.read;
 }
 

@@ -130,11 +130,14 @@ struct goal_detail_t {
     std::vector<result_detail_t> mechanisms;
 };
 
+struct read_state_t;
+
 // getMetrics, also telling a file that was counted whole from one that is
 // not well-formed (counted as far as the reader got). With `goals`, every
-// goal counted is listed there, in file order.
+// goal counted is listed there, in file order; with `state`, where and why
+// the reading stopped.
 po_read_t countPoFile(std::string const& path, metrics_t& metrics,
-                      std::vector<goal_detail_t>* goals = nullptr);
+                      std::vector<goal_detail_t>* goals = nullptr, read_state_t* state = nullptr);
 
 // An attribute's value as the DOM reads it (UTF-8), or none when the element
 // lacks it.

@@ -47,10 +47,11 @@ void failAt(Work& work, std::size_t i) {
 void countComponent(Work& work, std::size_t i) {
     component_t& c = work.components[i];
     try {
-        c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr);
-        // The XML reader's line, column and message for a malformed file
-        // go to c.error_line, c.error_column and c.error_reason here once
-        // the count hands them out; until then the file is named whole.
+        pos::read_state_t state;
+        c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr, &state);
+        c.error_line = state.line;
+        c.error_column = state.column;
+        c.error_reason = std::move(state.message);
     } catch (pos::unknown_status_error const& e) {
         work.unknown[i] = {c.path, e.line, e.value};
         failAt(work, i);
