@@ -101,14 +101,16 @@ database() { # DIR NAME: the database of a project of one component
 po_files() { find "$1/" -name '*.pos' | sort | tr '\n' ' '; }
 bytes() { cat "$@" | wc -c; }
 
-# One timed run: prints "seconds peak_kilobytes exit_status".
+# One timed run: prints "seconds peak_kilobytes exit_status cpu_seconds"
+# (the processor time, user and system, of all threads: steadier than the
+# wall time on a busy machine).
 timed() {
     local t0 t1 out status=0
     out=$(mktemp)
     t0=$(date +%s.%N)
-    /usr/bin/time -f %M -o "$out" "$@" >/dev/null 2>&1 || status=$?
+    /usr/bin/time -f '%M %U %S' -o "$out" "$@" >/dev/null 2>&1 || status=$?
     t1=$(date +%s.%N)
-    echo "$(echo "$t1 - $t0" | bc -l) $(tail -1 "$out") $status"
+    tail -1 "$out" | awk -v t="$(echo "$t1 - $t0" | bc -l)" -v s="$status" '{print t, $1, s, $2 + $3}'
     rm -f "$out"
 }
 
@@ -129,6 +131,7 @@ rounds() {
     done
 }
 sec() { cut -d' ' -f1 "$tmp/$1" | median; }
+cpu() { cut -d' ' -f4 "$tmp/$1" | median; }
 peak() { div "$(cut -d' ' -f2 "$tmp/$1" | sort -g | tail -1)" 1024; }
 # An exit status other than a run's or a failed gate's: the figure is void.
 failed() { awk '$3 != 0 && $3 != 3 {printf " (exit %d!)", $3; exit}' "$tmp/$1"; }
@@ -162,17 +165,21 @@ report_v2() { # DIR PROJECT OUT
 
 rows=()
 row() { rows+=("| $1 | $2 | $3 | $4 | $5 | $6 |"); }
-s_of() { printf '%.3f s%s' "$(sec "$1")" "$(failed "$1")"; }
+s_of() { printf '%.3f s (cpu %.3f s)%s' "$(sec "$1")" "$(cpu "$1")" "$(failed "$1")"; }
 mb_of() { printf '%.1f MB%s' "$(peak "$1")" "$(failed "$1")"; }
-x_of() { printf '%.2f x' "$(div "$("$3" "$1")" "$("$3" "$2")")"; }
+x_of() { # NAME BASE FIGURE: NAME's FIGURE over BASE's (none under the clock's resolution)
+    local b
+    b=$("$3" "$2")
+    if [ "$(echo "$b > 0" | bc)" = 1 ]; then printf '%.2f x' "$(div "$("$3" "$1")" "$b")"; else printf 'n/a'; fi
+}
 # Time and memory rows for each NAME=LABEL, against "count" and "xmllint".
 time_rows() { # FILES_LABEL NAME=LABEL...
     local files=$1 spec
     shift
     for spec in "$@"; do
         local n=${spec%%=*} label=${spec#*=}
-        row "time, $label" "$files" "$(s_of "$n")" "$(s_of count)" "$(x_of "$n" count sec)" \
-            "$(s_of xmllint) ($(x_of xmllint count sec))"
+        row "time, $label" "$files" "$(s_of "$n")" "$(s_of count)" \
+            "$(x_of "$n" count sec) (cpu $(x_of "$n" count cpu))" "$(s_of xmllint), $(x_of xmllint count sec)"
         row "peak memory, $label" "$files" "$(mb_of "$n")" "$(mb_of count)" \
             "$(x_of "$n" count peak)" "$(mb_of xmllint)"
     done
@@ -188,7 +195,7 @@ flow() {
             b20=$(bytes "$f20")
             flabel=$(printf '%.0f MB PO file' "$(div "$b20" 1000000)")
             ir() { # COMMAND...: instructions per byte of the 20 MB file
-                valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" 2>&1 >/dev/null |
+                { valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" 2>&1 >/dev/null || true; } |
                     awk -v b="$b20" '/^==[0-9]+== Collected/ {printf "%.1f", $NF / b}'
             }
             say "callgrind on $f20"
@@ -197,7 +204,7 @@ flow() {
             xml=$(ir xmllint --stream --noout "$f20")
             failon=$(ir "$prooftally" -b "$scratch/file20" -p big --fail-on=disproved)
             goals=$(ir "$prooftally" -b "$scratch/file20" -p big --goals=all)
-            xcell="$xml ($(printf '%.2f x' "$(div "$xml" "$count")"))"
+            xcell="$xml, $(printf '%.2f x' "$(div "$xml" "$count")")"
             row "instructions per byte, default count" "$flabel" "$count" "$count" "1.00 x" "$xcell"
             row "instructions per byte, --fail-on=disproved" "$flabel" "$failon" "$count" \
                 "$(printf '%.2f x' "$(div "$failon" "$count")")" "$xcell"
@@ -287,7 +294,7 @@ flow() {
     echo "|---|---|---:|---:|---:|---:|"
     printf '%s\n' "${rows[@]}"
     echo
-    echo "Times: median of $RUNS interleaved rounds (wall clock, in one run on a shared machine); peak memory: the highest maximum resident size; instructions: valgrind --tool=callgrind, whole process, over the PO file's bytes. The default count is \`prooftally -b DIR -p PROJECT\` on the same files in the same rounds; for the report size it is the PO files' size. xmllint: \`xmllint --stream --noout\` on the same PO files (its ratio to the default count in brackets)."
+    echo "Times: median of $RUNS interleaved rounds, wall clock and (cpu) the processor time of all threads, user and system; peak memory: the highest maximum resident size; instructions: valgrind --tool=callgrind, whole process, over the PO file's bytes. The default count is \`prooftally -b DIR -p PROJECT\` on the same files in the same rounds; for the report size it is the PO files' size. xmllint: \`xmllint --stream --noout\` on the same PO files, with its ratio to the default count."
 }
 
 # --- sets: each tool on each data set ----------------------------------------
@@ -419,7 +426,7 @@ callgrind_part() {
     local f10=$scratch/file10/big.pos b10
     b10=$(wc -c <"$f10")
     ipb() { # COMMAND...
-        valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" 2>&1 >/dev/null |
+        { valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" 2>&1 >/dev/null || true; } |
             awk -v b="$b10" '/^==[0-9]+== Collected/ {printf "%.1f", $NF / b}'
     }
     printf '\ninstructions per byte on %s (%d bytes): scanner %s, DOM parser forced %s, xmllint --stream %s\n' \
@@ -456,7 +463,7 @@ json.dump(json.load(open(sys.argv[1], encoding="utf-8")), open(sys.argv[2], "w",
         local name
         for name in $names; do
             jir() { # FILE
-                valgrind --tool=callgrind --callgrind-out-file=/dev/null "$json_reader" --one "$name" "$1" 2>&1 >/dev/null |
+                { valgrind --tool=callgrind --callgrind-out-file=/dev/null "$json_reader" --one "$name" "$1" 2>&1 >/dev/null || true; } |
                     awk -v b="$(wc -c <"$1")" '/^==[0-9]+== Collected/ {printf "%.1f", $NF / b}'
             }
             echo "| $name | $(jir "$small") | $(jir "$compact") |"
