@@ -458,13 +458,13 @@ json.dump(json.load(open(sys.argv[1], encoding="utf-8")), open(sys.argv[2], "w",
     names=$("$json_reader" 2>&1 | sed -n 's/^readers: //p' || true)
     if command -v valgrind >/dev/null; then
         echo
-        echo "| reader | instructions per byte, indented report ($(printf '%.1f MB' "$(div "$(wc -c <"$small")" 1000000)")) | the same, compact ($(printf '%.1f MB' "$(div "$(wc -c <"$compact")" 1000000)")) |"
+        echo "| reader | instructions per byte (in all), indented report ($(printf '%.1f MB' "$(div "$(wc -c <"$small")" 1000000)")) | the same, compact ($(printf '%.1f MB' "$(div "$(wc -c <"$compact")" 1000000)")) |"
         echo "|---|---:|---:|"
         local name
         for name in $names; do
             jir() { # FILE
                 { valgrind --tool=callgrind --callgrind-out-file=/dev/null "$json_reader" --one "$name" "$1" 2>&1 >/dev/null || true; } |
-                    awk -v b="$(wc -c <"$1")" '/^==[0-9]+== Collected/ {printf "%.1f", $NF / b}'
+                    awk -v b="$(wc -c <"$1")" '/^==[0-9]+== Collected/ {printf "%.1f (%.0f M)", $NF / b, $NF / 1e6}'
             }
             echo "| $name | $(jir "$small") | $(jir "$compact") |"
         done
@@ -489,8 +489,10 @@ i = at(rb'"unknown": ?')
 cases.append(("a '+' before a number no reader uses", i, data[:i] + b"+" + data[i:]))
 i = at(rb'"tag": ?"')
 cases.append(("a byte not UTF-8 in a tag", i, data[:i] + b"\xff" + data[i:]))
-cases.append(("a value after the report", len(data), data + b" 0"))
-cases.append(("100,000 nested lists", 14, b'{"components":' + b"[" * 100000 + b"]" * 100000 + b"}"))
+cases.append(("a value after the report", len(data) + 1, data + b" 0"))
+i = data.index(b"{") + 1
+cases.append(("100,000 nested lists in a value no reader uses", i,
+              data[:i] + b'"deep":' + b"[" * 100000 + b"]" * 100000 + b"," + data[i:]))
 with open(sys.argv[2] + "/cases", "w") as index:
     for n, (what, offset, text) in enumerate(cases):
         open("%s/%d.json" % (sys.argv[2], n), "wb").write(text)
