@@ -23,6 +23,9 @@
 #                              the PO files' size, time, peak memory
 #                since         --since with a version 2 baseline of the same
 #                              project: time, peak memory
+#                reports       callgrind on the 2 MB, 10-file project: --json's
+#                              and --since's instructions over the default
+#                              count's (steady where times are not)
 #                dashboard     bench/dashboard.sh: the page's first frame and
 #                              screenshot runs (skipped without chromium)
 #   sets       per data set (SETS="medium:medium file200:big" picks some):
@@ -47,7 +50,7 @@ scratch=${1:-/tmp/prooftally-bench}
 build=$repo/build-bench
 RUNS=${RUNS:-5}
 PARTS=${PARTS-flow sets pomaint linearity callgrind readers}
-FIGURES=${FIGURES-instructions detail tag json since dashboard}
+FIGURES=${FIGURES-instructions detail tag json since reports dashboard}
 [ -z "${NO_POMAINT:-}" ] || PARTS=${PARTS//pomaint/}
 [ -z "${NO_LINEAR:-}" ] || PARTS=${PARTS//linearity/}
 [ -z "${NO_CALLGRIND:-}" ] || PARTS=${PARTS//callgrind/}
@@ -265,6 +268,32 @@ flow() {
     if figure since; then
         tmp=$tmp/medium time_rows "$mlabel" \
             "since=--since, version 2 baseline ($(printf '%.0f MB' "$(div "$(wc -c <"$scratch/medium-v2.json")" 1000000)"))"
+    fi
+    if figure reports; then
+        local small=$scratch/small
+        gen "$small" project "$small" small 10 2 --seed 1
+        if command -v valgrind >/dev/null; then
+            report_v2 "$small" small "$scratch/small-v2.json"
+            local sbytes slabel
+            # shellcheck disable=SC2046
+            sbytes=$(bytes $(po_files "$small"))
+            slabel=$(printf '%.1f MB project, 10 files' "$(div "$sbytes" 1000000)")
+            sir() { # ARGS...: instructions per byte of the small project's PO files
+                { valgrind --tool=callgrind --callgrind-out-file=/dev/null "$prooftally" -b "$small" -p small "$@" 2>&1 >/dev/null || true; } |
+                    awk -v b="$sbytes" '/^==[0-9]+== Collected/ {printf "%.1f", $NF / b}'
+            }
+            say "callgrind on the reports of $small"
+            local scount sjson ssince
+            scount=$(sir)
+            sjson=$(sir --json)
+            ssince=$(sir --since "$scratch/small-v2.json")
+            row "instructions per byte, --json" "$slabel" "$sjson" "$scount" \
+                "$(printf '%.2f x' "$(div "$sjson" "$scount")")" "—"
+            row "instructions per byte, --since, version 2 baseline" "$slabel" "$ssince" "$scount" \
+                "$(printf '%.2f x' "$(div "$ssince" "$scount")")" "—"
+        else
+            row "instructions per byte, --json and --since" "2 MB project" "skipped: valgrind is not installed" "" "" ""
+        fi
     fi
     if figure dashboard; then
         say "bench/dashboard.sh (generates 5000 components once)"
