@@ -219,7 +219,7 @@ flow() {
     fi
     local medium=$scratch/medium mlabel pobytes jsonbytes=
     if figure detail || figure json || figure since; then
-        gen "$medium" project "$medium" medium 200 100 --seed 2
+        gen_set medium
         local files
         files=$(po_files "$medium")
         # shellcheck disable=SC2086
@@ -271,7 +271,7 @@ flow() {
     fi
     if figure reports; then
         local small=$scratch/small
-        gen "$small" project "$small" small 10 2 --seed 1
+        gen_set small
         if command -v valgrind >/dev/null; then
             report_v2 "$small" small "$scratch/small-v2.json"
             local sbytes slabel
@@ -372,18 +372,20 @@ bench_set() { # DIR PROJECT
     "$pos_count" --taken "${files[@]}"
 }
 
-gen_sets() {
-    gen "$scratch/small" project "$scratch/small" small 10 2 --seed 1
-    gen "$scratch/medium" project "$scratch/medium" medium 200 100 --seed 2
-    gen "$scratch/medium2x" project "$scratch/medium2x" medium2x 400 200 --seed 4
-    single "$scratch/file100" big 100 5
-    single "$scratch/file200" big 200 5
+gen_set() { # NAME: one of the data sets, generated once
+    case $1 in
+    small) gen "$scratch/small" project "$scratch/small" small 10 2 --seed 1 ;;
+    medium) gen "$scratch/medium" project "$scratch/medium" medium 200 100 --seed 2 ;;
+    medium2x) gen "$scratch/medium2x" project "$scratch/medium2x" medium2x 400 200 --seed 4 ;;
+    file100) single "$scratch/file100" big 100 5 ;;
+    file200) single "$scratch/file200" big 200 5 ;;
+    esac
 }
 
 sets() {
-    gen_sets
     echo "ratio: each tool's median time over xmllint --stream's, measured in the same run"
     for set in ${SETS-small:small medium:medium medium2x:medium2x file100:big file200:big}; do
+        gen_set "${set%%:*}"
         bench_set "$scratch/${set%%:*}" "${set##*:}"
     done
 }
@@ -420,7 +422,7 @@ pomaint_part() {
 # The base tool on data of one size and on twice that, run after run in the
 # same rounds, so that the machine's load weighs on both alike.
 linearity() {
-    gen_sets
+    for set in medium medium2x file100 file200; do gen_set "$set"; done
     base_cmd() { # DIR PROJECT
         if [ -x "$prooftally" ]; then
             echo "$prooftally -b $1 -p $2"
@@ -470,8 +472,8 @@ readers() {
         echo "readers: bench/json_reader is not built (it needs rapidjson-dev or libsimdjson-dev)"
         return 0
     fi
-    gen "$scratch/medium" project "$scratch/medium" medium 200 100 --seed 2
-    gen "$scratch/small" project "$scratch/small" small 10 2 --seed 1
+    gen_set medium
+    gen_set small
     report_v2 "$scratch/medium" medium "$scratch/medium-v2.json"
     report_v2 "$scratch/small" small "$scratch/small-v2.json"
     local big=$scratch/medium-v2.json small=$scratch/small-v2.json compact=$scratch/small-v2-compact.json
