@@ -125,11 +125,11 @@ div() { echo "$1 / $2" | bc -l; }
 # RUNS interleaved rounds of NAME=COMMAND..., each run appended to
 # $tmp/NAME; then sec, peak and failed NAME read them.
 rounds() {
-    local r spec
+    local r entry
     for ((r = 0; r < RUNS; r++)); do
-        for spec in "$@"; do
+        for entry in "$@"; do
             # shellcheck disable=SC2086
-            timed ${spec#*=} >>"$tmp/${spec%%=*}"
+            timed ${entry#*=} >>"$tmp/${entry%%=*}"
         done
     done
 }
@@ -177,10 +177,10 @@ x_of() { # NAME BASE FIGURE: NAME's FIGURE over BASE's (none under the clock's r
 }
 # Time and memory rows for each NAME=LABEL, against "count" and "xmllint".
 time_rows() { # FILES_LABEL NAME=LABEL...
-    local files=$1 spec
+    local files=$1 entry
     shift
-    for spec in "$@"; do
-        local n=${spec%%=*} label=${spec#*=}
+    for entry in "$@"; do
+        local n=${entry%%=*} label=${entry#*=}
         row "time, $label" "$files" "$(s_of "$n")" "$(s_of count)" \
             "$(x_of "$n" count sec) (cpu $(x_of "$n" count cpu))" "$(s_of xmllint), $(x_of xmllint count sec)"
         row "peak memory, $label" "$files" "$(mb_of "$n")" "$(mb_of count)" \
@@ -226,23 +226,23 @@ flow() {
         pobytes=$(bytes $files)
         mlabel="$(printf '%.0f MB project, 200 files' "$(div "$pobytes" 1000000)")"
         local base="$prooftally -b $medium -p medium"
-        local -a specs=("count=$base" "xmllint=xmllint --stream --noout $files")
-        figure detail && specs+=("failon=$base --fail-on=disproved" "goals=$base --goals=all")
+        local -a jobs=("count=$base" "xmllint=xmllint --stream --noout $files")
+        figure detail && jobs+=("failon=$base --fail-on=disproved" "goals=$base --goals=all")
         if figure json; then
-            specs+=("json=$base --json")
+            jobs+=("json=$base --json")
             "$prooftally" --json -b "$medium" -p medium >"$tmp/report.json" || true
             jsonbytes=$(wc -c <"$tmp/report.json")
             rm -f "$tmp/report.json"
         fi
         if figure since; then
             report_v2 "$medium" medium "$scratch/medium-v2.json"
-            specs+=("since=$base --since $scratch/medium-v2.json")
+            jobs+=("since=$base --since $scratch/medium-v2.json")
         fi
         # shellcheck disable=SC2086
         warm $files "$scratch/medium-v2.json"
-        say "timing ${#specs[@]} commands on the 100 MB project, $RUNS rounds"
+        say "timing ${#jobs[@]} commands on the 100 MB project, $RUNS rounds"
         mkdir -p "$tmp/medium"
-        tmp=$tmp/medium rounds "${specs[@]}"
+        tmp=$tmp/medium rounds "${jobs[@]}"
     fi
     if figure detail; then
         tmp=$tmp/medium time_rows "$mlabel" "failon=--fail-on=disproved" "goals=--goals=all"
@@ -308,13 +308,13 @@ flow() {
             local fmin fmax size
             size=$(echo "$out" | sed -n 's/^page: \([0-9]*\) bytes.*/\1/p')
             dlabel="$dlabel, page $(printf '%.1f MB' "$(div "$size" 1000000)")"
-            read -r fmin fmax < <(echo "$out" | sed -n 's/.*shown after \([0-9]*\) ms.*/\1/p' |
-                sort -n | sed -n '1p;$p' | tr '\n' ' ')
+            fmin=$(echo "$out" | sed -n 's/.*shown after \([0-9]*\) ms.*/\1/p' | sort -n | head -1)
+            fmax=$(echo "$out" | sed -n 's/.*shown after \([0-9]*\) ms.*/\1/p' | sort -n | tail -1)
             row "--dashboard, first frame after load (3 runs)" "$dlabel" \
-                "$(printf '%.2f to %.2f s' "$(div "$fmin" 1000)" "$(div "${fmax:-$fmin}" 1000)")" "" "" ""
+                "$(printf '%.2f to %.2f s' "$(div "${fmin:-0}" 1000)" "$(div "${fmax:-0}" 1000)")" "" "" ""
             shots() { echo "$out" | sed -n "s/^screenshot run, $1 page: \([0-9.]*\) s/\1/p" | median; }
             row "--dashboard, screenshot run (median of 3)" "$dlabel" \
-                "$(printf '%.2f s, %.2f s over an empty page' "$(shots big)" "$(div "$(shots big) - $(shots empty)" 1)")" "" "" ""
+                "$(printf '%.2f s; empty page %.2f s (+%.2f s)' "$(shots big)" "$(shots empty)" "$(div "$(shots big) - $(shots empty)" 1)")" "" "" ""
         fi
     fi
     rm -rf "$tmp"
