@@ -141,18 +141,20 @@ failed() { awk '$3 != 0 && $3 != 3 {printf " (exit %d!)", $3; exit}' "$tmp/$1"; 
 
 # --- flow: the CI flow's figures, one table ---------------------------------
 
-# A version 2 report of a project, the baseline --since must go on reading:
-# from the prooftally built here while it writes version 2, else from the
-# last revision known to (built once into SCRATCH_DIR).
+# The baseline --since must go on reading: a version 2 report of a project
+# as CI runs keep it today (indented, goals in full), from the prooftally
+# built here while it writes that, else from the last revision known to
+# (built once into SCRATCH_DIR).
 V2_REVISION=c5dc43cd1095a2594d1d014aa7d18e9127223600
-report_version() { # FILE: the "version" near its start or its end
-    { head -c 4096 "$1"; tail -c 65536 "$1"; } | grep -o '"version": *[0-9]*' | head -1 | grep -o '[0-9]*$' || true
+written_as_v2() { # FILE: indented, components first, "version": 2 near the end
+    [ "$(head -c 22 "$1")" = $'{\n    "components": [' ] &&
+        tail -c 65536 "$1" | grep -q '^    "version": 2$'
 }
 report_v2() { # DIR PROJECT OUT
     [ -s "$3" ] && return
     say "writing a version 2 report of $1"
     "$prooftally" --json -b "$1" -p "$2" >"$3.tmp" || true
-    if [ "$(report_version "$3.tmp")" != 2 ]; then
+    if ! written_as_v2 "$3.tmp"; then
         local v2=$scratch/prooftally-v2
         if [ ! -x "$v2/build/src/prooftally/prooftally" ]; then
             say "building prooftally at $V2_REVISION in $v2"
