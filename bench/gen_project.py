@@ -7,6 +7,9 @@ gen_project.py project DIR NAME COMPONENTS MEGABYTES [--seed N]
     (a few large machines, many small ones).
 gen_project.py file PATH MEGABYTES [--seed N]
     one PO file of about MEGABYTES.
+gen_project.py tag PATH KILOBYTES GOALS
+    one PO file of one obligation whose Tag is KILOBYTES long, over GOALS
+    bare goals (what a goal shares with its obligation, at its largest).
 The same arguments and seed give the same bytes.
 """
 import argparse
@@ -62,13 +65,28 @@ def write_po(path, size, rng):
         out.write('</Proof_Obligations>\n')
 
 
+def write_tag(path, size, goals):
+    # Every status word in turn, so that each gate finds some goals.
+    status = ["Proved", "Unproved", "Proved", "Proved", "Proved", "Disproved"]
+    with open(path, "w", encoding="utf-8") as out:
+        out.write('<?xml version="1.0" encoding="UTF-8"?>\n<Proof_Obligations author="bench">\n')
+        out.write('  <Proof_Obligation>\n    <Tag>%s</Tag>\n' % ("invariant " * size)[:size])
+        for i in range(goals):
+            out.write('<Simple_Goal status="%s"/>\n' % status[i % len(status)])
+        out.write('  </Proof_Obligation>\n</Proof_Obligations>\n')
+
+
 def main():
     p = argparse.ArgumentParser()
-    p.add_argument("mode", choices=["project", "file"])
+    p.add_argument("mode", choices=["project", "file", "tag"])
     p.add_argument("args", nargs="+")
     p.add_argument("--seed", type=int, default=1)
     a = p.parse_args()
     rng = random.Random(a.seed)
+    if a.mode == "tag":
+        path, kilobytes, goals = a.args
+        write_tag(path, int(float(kilobytes) * 1e3), int(goals))
+        return
     if a.mode == "file":
         path, megabytes = a.args
         write_po(path, int(float(megabytes) * 1e6), rng)
