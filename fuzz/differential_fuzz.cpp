@@ -20,6 +20,7 @@
 #include <QTextCodec>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -213,7 +214,9 @@ private:
             ++i;
         const char last = xml_[tag.insert - 1];
         if (tag.insert <= e.begin || (xml_[i] != '>' && xml_.compare(i, 2, "/>")) ||
-            (tag.addQuote != '"' && tag.addQuote != '\'') || blank(last) || last == '=')
+            (tag.addQuote != '"' && tag.addQuote != '\'') ||
+            !(last == '"' || last == '\'' || std::isalnum(static_cast<unsigned char>(last)) ||
+              last == '_' || last == '-' || last == '.'))
             fail("where an attribute goes");
     }
     std::string const& xml_;
