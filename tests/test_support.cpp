@@ -264,7 +264,7 @@ std::string parsedRecords(std::string const& path) {
     if (!pos::openRegularFile(QString::fromStdString(path), file))
         return "unopened";
     record_log_t log;
-    const pos::read_state_t read = pos::parseRecords(file, log);
+    const pos::read_state_t read = pos::parseRecords(QString::fromStdString(path), file, log);
     return state(read) + "\n" + log.text();
 }
 

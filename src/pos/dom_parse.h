@@ -61,10 +61,6 @@ private:
     std::vector<std::pair<QString, QString>> declarations_;
 };
 
-// Why a parse that `watch` followed ended early: the limit crossed, or a
-// null string.
-QString cutReason(limit_watch_t const& watch, dom_source_t const& source);
-
 // Parses `source` with the DOM reader's parser set up as setContent sets it
 // up, `handler` taking every kind of event; the parser's result.
 bool parseAsDom(dom_source_t& source, QXmlDefaultHandler& handler);

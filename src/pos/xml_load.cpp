@@ -197,14 +197,6 @@ bool limit_watch_t::endDTD() {
     return true;
 }
 
-QString cutReason(limit_watch_t const& watch, dom_source_t const& source) {
-    if (watch.depthCut >= 0)
-        return QStringLiteral("elements nested deeper than %1 levels").arg(MAX_XML_DEPTH);
-    if (source.cut)
-        return QStringLiteral("an entity expands to more than %1 characters").arg(MAX_EXPANSION);
-    return QString();
-}
-
 bool parseAsDom(dom_source_t& source, QXmlDefaultHandler& handler) {
     QXmlSimpleReader reader;
     reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
@@ -256,11 +248,13 @@ load_t loadDocument(QString const& path, QDomDocument& doc, load_error_t* error)
         dom_source_t source(&buffer, -1);
         limit_watch_t limits(source);
         parseAsDom(source, limits);
-        why = cutReason(limits, source);
-        if (limits.depthCut >= 0)
+        if (limits.depthCut >= 0) {
             cutAt = limits.depthCut;
-        else if (source.cut)
+            why = QStringLiteral("elements nested deeper than %1 levels").arg(MAX_XML_DEPTH);
+        } else if (source.cut) {
             cutAt = source.consumed;
+            why = QStringLiteral("an entity expands to more than %1 characters").arg(MAX_EXPANSION);
+        }
     }
     if (cutAt < 0) {
         // Within the limits: exactly a plain load.
