@@ -36,7 +36,7 @@ pos::po_read_t readAlone(std::string const& mode, std::string const& path, pos::
         return pos::po_read_t::unopened;
     counter_t counter(m);
     if (mode == "--parse")
-        return pos::parseRecords(file, counter).read;
+        return pos::parseRecords(QString::fromStdString(path), file, counter).read;
     return pos::scanRecords(file, counter) ? pos::po_read_t::read : pos::po_read_t::malformed;
 }
 

@@ -410,12 +410,17 @@ pomaint_part() {
         timed "$pomaint" -n unprove "$f54" >>"$tmp/unprove"
         timed "$pomaint" -n remove-mechanism PP "$f54" >>"$tmp/remove"
         timed "$pomaint" -n unprove "$dom54" >>"$tmp/dom"
+        timed "$pomaint" check "$f54" >>"$tmp/check"
+        timed "$pomaint" mechanisms "$f54" >>"$tmp/mechanisms"
+        timed "$prooftally" -b "$scratch/file54" -p big >>"$tmp/count"
     done
     pm() { cut -d' ' -f1 "$tmp/$1" | median; }
     pk() { echo "$(cut -d' ' -f2 "$tmp/$1" | sort -g | tail -1) / 1024" | bc -l; }
     printf '\npomaint -n, %.1f MB PO file, median of %d: unprove %.3f s (peak %.1f MB), remove-mechanism %.3f s (peak %.1f MB); DOM rewrite unprove %.3f s (peak %.1f MB), %.1f times the byte-wise time\n' \
         "$(echo "$(wc -c <"$f54") / 1000000" | bc -l)" "$RUNS" "$(pm unprove)" "$(pk unprove)" \
         "$(pm remove)" "$(pk remove)" "$(pm dom)" "$(pk dom)" "$(echo "$(pm dom) / $(pm unprove)" | bc -l)"
+    printf 'pomaint check %.3f s (peak %.1f MB), mechanisms %.3f s (peak %.1f MB); prooftally counting the same file %.3f s (peak %.1f MB)\n' \
+        "$(pm check)" "$(pk check)" "$(pm mechanisms)" "$(pk mechanisms)" "$(pm count)" "$(pk count)"
     rm -rf "$tmp"
 }
 

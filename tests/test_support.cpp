@@ -21,9 +21,13 @@ namespace {
 std::string printable(std::string const& name) {
     std::string text;
     for (char c : name) {
+        if (static_cast<unsigned char>(c) >= 0x20) {
+            text += c;
+            continue;
+        }
         char escaped[5];
         std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned char>(c));
-        text += static_cast<unsigned char>(c) < 0x20 ? escaped : std::string(1, c);
+        text += escaped;
     }
     return text;
 }
@@ -172,6 +176,11 @@ bool domMetrics(std::string const& path, pos::metrics_t& metrics) {
 
 namespace {
 
+void add(std::string& out, std::initializer_list<std::string_view> parts) {
+    for (std::string_view part : parts)
+        out += part;
+}
+
 std::string quoted(pos::attr_t value) {
     return value ? "\"" + printable(std::string(*value)) + "\"" : "-";
 }
@@ -193,30 +202,28 @@ std::string span(pos::tag_span_t const& s) {
 void record_log_t::goal(pos::goal_record_t const& goal) {
     static const char* const kinds[] = {"none", "without status", "without value", "value"};
     pos::verdict_record_t const& v = goal.verdict;
-    log_ += "  goal " + std::to_string(goal.obligation->number) + "." +
-            std::to_string(goal.number) + " line " + std::to_string(goal.line) + " " +
-            quoted(goal.status) + " state " + quoted(goal.proofState) + " iapa " + kinds[v.kind];
+    using std::to_string;
+    add(log_, {"  goal ", to_string(goal.obligation->number), ".", to_string(goal.number), " line ",
+               to_string(goal.line), " ", quoted(goal.status), " state ", quoted(goal.proofState),
+               " iapa ", kinds[v.kind]});
     if (v.kind != pos::verdict_record_t::no_iapa)
-        log_ +=
-            " " +
-            quoted(v.kind == pos::verdict_record_t::value ? pos::attr_t(v.text) : std::nullopt) +
-            " line " + std::to_string(v.line);
+        add(log_, {" ", quoted(v.kind == v.value ? pos::attr_t(v.text) : std::nullopt), " line ",
+                   to_string(v.line)});
     if (goal.obligation->tagRead)
-        log_ += " tag " + quoted(goal.obligation->tag);
-    if (spans_ && goal.hasSpans)
-        log_ += " @" + span(goal.element) + span(goal.tag);
+        add(log_, {" tag ", quoted(goal.obligation->tag)});
     log_ += "\n";
+    if (goal.hasSpans)
+        add(spans_, {"goal ", span(goal.element), span(goal.tag), "\n"});
     for (pos::mechanism_record_t const& m : goal.mechanisms) {
-        log_ += "    mechanism " + std::to_string(m.line) + " " + quoted(m.name) + " " +
-                quoted(m.status);
-        if (spans_ && goal.hasSpans)
-            log_ += " @" + span(m.element) + span(m.tag) + " name " + span(m.name_span) +
-                    " blanks " + std::to_string(m.blanks) + (m.textBefore ? " text before" : "") +
-                    (m.textAfter ? " text after" : "");
-        log_ += "\n";
+        add(log_, {"    mechanism ", to_string(m.line), " ", quoted(m.name), " ", quoted(m.status),
+                   "\n"});
+        if (goal.hasSpans)
+            add(spans_, {"  mechanism ", span(m.element), span(m.tag), " name ", span(m.name_span),
+                         " blanks ", to_string(m.blanks), m.textBefore ? " text before" : "",
+                         m.textAfter ? " text after\n" : "\n"});
         for (pos::driver_record_t const& d : m.drivers)
-            log_ += "      driver " + std::to_string(d.line) + " " + quoted(d.name) + " " +
-                    quoted(d.status) + "\n";
+            add(log_, {"      driver ", to_string(d.line), " ", quoted(d.name), " ",
+                       quoted(d.status), "\n"});
     }
 }
 
@@ -241,12 +248,15 @@ std::string state(pos::read_state_t const& read) {
 
 } // namespace
 
-std::string scannedRecords(std::string const& path, std::size_t buffer, bool spans) {
+std::string scannedRecords(std::string const& path, std::size_t buffer, std::string* spans) {
     QFile file;
     if (!pos::openRegularFile(QString::fromStdString(path), file))
         return "unopened";
-    record_log_t log(spans);
-    return pos::scanRecords(file, log, buffer) ? "read\n" + log.text() : "refused";
+    record_log_t log;
+    const bool read = pos::scanRecords(file, log, buffer);
+    if (spans)
+        *spans = log.spans();
+    return read ? "read\n" + log.text() : "refused";
 }
 
 std::string parsedRecords(std::string const& path) {
@@ -254,7 +264,7 @@ std::string parsedRecords(std::string const& path) {
     if (!pos::openRegularFile(QString::fromStdString(path), file))
         return "unopened";
     record_log_t log;
-    const pos::read_state_t read = pos::parseRecords(file, log);
+    const pos::read_state_t read = pos::parseRecords(QString::fromStdString(path), file, log);
     return state(read) + "\n" + log.text();
 }
 

@@ -49,25 +49,25 @@ void walkRecords(QDomDocument const& doc, pos::goal_consumer_t& consumer);
 // The walk's goals counted by the counting rule: getMetrics by definition.
 bool domMetrics(std::string const& path, pos::metrics_t& metrics);
 
-// Every record as lines of text, the spans too when asked.
+// Every record as lines of text, and the scanner's offsets apart.
 class record_log_t : public pos::goal_consumer_t {
 public:
-    explicit record_log_t(bool spans = false) : spans_(spans) {}
     void restart() override { log_ += "restart\n"; }
     void goal(pos::goal_record_t const& goal) override;
     void endObligation(pos::obligation_record_t const& obligation) override;
     std::string const& text() const { return log_; }
+    std::string const& spans() const { return spans_; }
 
 private:
-    bool spans_;
-    std::string log_;
+    std::string log_, spans_;
 };
 
 // What each reader hands for the file at `path`: how it read the file
 // ("unopened", "read", "malformed" with the message, line and column, or
-// "refused" by the scanner), then the record log.
+// "refused" by the scanner), then the record log; the scanner's offsets go
+// to `spans` when given.
 std::string scannedRecords(std::string const& path, std::size_t buffer = pos::SCAN_BUFFER,
-                           bool spans = false);
+                           std::string* spans = nullptr);
 std::string parsedRecords(std::string const& path);
 std::string walkedRecords(std::string const& path);
 

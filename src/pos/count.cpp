@@ -34,8 +34,9 @@ private:
 } // namespace
 
 read_state_t readPoFile(std::string const& path, goal_consumer_t& consumer) {
+    const QString name = QString::fromStdString(path);
     QFile file;
-    if (!openRegularFile(QString::fromStdString(path), file))
+    if (!openRegularFile(name, file))
         return {po_read_t::unopened, "cannot be opened as a regular file", 0, 0};
     // Most files take the scanner; any other is read again from the start.
     // Whatever the scanner handed before it gave up reads as the DOM reads
@@ -45,7 +46,7 @@ read_state_t readPoFile(std::string const& path, goal_consumer_t& consumer) {
     consumer.restart();
     if (!file.seek(0))
         return {po_read_t::unopened, "cannot be read again", 0, 0};
-    return parseRecords(file, consumer);
+    return parseRecords(name, file, consumer);
 }
 
 read_state_t loadPoDocument(std::string const& path, QDomDocument& doc) {

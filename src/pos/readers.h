@@ -30,8 +30,9 @@ bool scanRecords(QFile& file, goal_consumer_t& consumer, std::size_t buffer = SC
 // as QDomDocument::setContent reads it, and hands the records of the
 // document it would build, up to where the parser stops or a loader's limit
 // is crossed. What the consumer throws is thrown after the parser has
-// stopped.
-read_state_t parseRecords(QFile& file, goal_consumer_t& consumer);
+// stopped. `path` names the file, to be read again where a limit ends the
+// document.
+read_state_t parseRecords(QString const& path, QFile& file, goal_consumer_t& consumer);
 
 } // namespace pos
 

@@ -1,6 +1,7 @@
 #include "pos/dom_parse.h"
 #include "pos/readers.h"
 #include "pos/record_builder.h"
+#include "pos/xml_load.h"
 
 #include <exception>
 
@@ -13,22 +14,10 @@ namespace pos {
 
 namespace {
 
-// Where the parser stopped, and why.
-template <typename Handler> class failure_watch_t : public Handler {
-public:
-    using Handler::Handler;
-    bool fatalError(QXmlParseException const& exception) override {
-        failure = {po_read_t::malformed, exception.message().toStdString(), exception.lineNumber(),
-                   exception.columnNumber()};
-        return false;
-    }
-    read_state_t failure;
-};
-
-class event_reader_t : public failure_watch_t<limit_watch_t> {
+class event_reader_t : public limit_watch_t {
 public:
     event_reader_t(dom_source_t& source, goal_consumer_t& consumer)
-        : failure_watch_t(source), out_(consumer) {}
+        : limit_watch_t(source), out_(consumer) {}
 
     void setDocumentLocator(QXmlLocator* locator) override { locator_ = locator; }
 
@@ -93,7 +82,14 @@ public:
         out_.finish();
     }
 
+    bool fatalError(QXmlParseException const& exception) override {
+        failure = {po_read_t::malformed, exception.message().toStdString(), exception.lineNumber(),
+                   exception.columnNumber()};
+        return false;
+    }
+
     std::exception_ptr error;
+    read_state_t failure; // where the parser stopped, and why
 
 private:
     struct level_t {
@@ -140,7 +136,7 @@ private:
 
 } // namespace
 
-read_state_t parseRecords(QFile& file, goal_consumer_t& consumer) {
+read_state_t parseRecords(QString const& path, QFile& file, goal_consumer_t& consumer) {
     dom_source_t source(&file, -1);
     event_reader_t reader(source, consumer);
     const bool parsed = parseAsDom(source, reader);
@@ -149,20 +145,16 @@ read_state_t parseRecords(QFile& file, goal_consumer_t& consumer) {
     reader.finish();
     if (parsed)
         return {po_read_t::read, {}, 0, 0};
-    read_state_t state = reader.failure;
-    state.read = po_read_t::malformed;
-    // Past a limit the document ends where the loader ends it, and the
-    // error stands where the parser meets that end.
-    const auto [cutAt, why] = reader.cut();
-    if (cutAt >= 0 && file.seek(0)) {
-        dom_source_t prefix(&file, cutAt);
-        failure_watch_t<QXmlDefaultHandler> end;
-        parseAsDom(prefix, end);
-        state.line = end.failure.line;
-        state.column = end.failure.column;
-        state.message = prefix.consumed >= cutAt ? why.toStdString() : end.failure.message;
+    // Where the DOM reader places the error once a limit has ended the
+    // document is the loader's to say: it reads such a file again, building
+    // the document up to the cut.
+    if (reader.cut().first >= 0) {
+        QDomDocument doc;
+        load_error_t error;
+        loadDocument(path, doc, &error);
+        return {po_read_t::malformed, error.message.toStdString(), error.line, error.column};
     }
-    return state;
+    return reader.failure;
 }
 
 } // namespace pos
