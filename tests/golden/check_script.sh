@@ -12,7 +12,7 @@ trap 'rm -rf "$tmp"' EXIT
 cat >"$tmp/probe.js" <<'PROBE'
 var t = document.getElementById("comp"), po = t.tHead.rows[0].cells[2], seen = [];
 function names() {
-    return [].filter.call(t.tBodies[0].rows, function (r) { return !r.hidden; })
+    return [].filter.call(t.querySelectorAll("tbody tr"), function (r) { return !r.hidden; })
         .map(function (r) { return r.cells[0].firstChild.nodeValue; }).join(",");
 }
 for (var i = 0; i < 3; ++i) { po.click(); seen.push(names()); }
@@ -22,7 +22,7 @@ hot.dispatchEvent(new Event("change"));
 seen.push(names());
 document.title = seen.join(" / ");
 PROBE
-python3 "$(dirname "$0")/check_page.py" --join "$1/dashboard.css" "$1/dashboard.js" "$1/$2" |
+/usr/bin/python3 "$(dirname "$0")/check_page.py" --join "$1/dashboard.css" "$1/dashboard.js" "$1/$2" |
     awk -v probe="$tmp/probe.js" '$0 == "</body>" { print "<script>"; while ((getline l < probe) > 0) print l; print "</script>" } 1' \
     >"$tmp/page.html"
 sandbox=
