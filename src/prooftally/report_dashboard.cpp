@@ -11,6 +11,9 @@ namespace {
 // Okabe and Ito's palette, which people with any common colour vision
 // deficiency tell apart; each status has a pattern of its own as well, so
 // that a grey print or a reader who sees no colour loses nothing.
+// On screen, each row of the component table is a grid of the table's fixed
+// columns, so that its bodies can skip layout while off screen (a table's
+// bodies cannot); print keeps the table.
 char const* const STYLE = R"(
 :root{--pr:#0072b2;--unr:#56b4e9;--unp:#e69f00;--dis:#d55e00;--unk:#8c8c8c;--ink:#1a1a1a;--mute:#555;--line:#d0d0d0}
 *{box-sizing:border-box}
@@ -80,29 +83,46 @@ h2{break-after:avoid}
 tr,.mech{break-inside:avoid}
 thead{display:table-header-group}
 }
+@media screen{
+#comp,#comp thead,#comp tbody,#comp tfoot{display:block}
+#comp tr{display:grid;grid-template-columns:22% minmax(0,1fr) repeat(7,4.2em)}
+#comp th,#comp td{align-content:center}
+#comp th.name{width:auto}
+#comp [hidden]{display:none}
+#comp tbody{--row:calc(1.45em + .5rem + 1px);content-visibility:auto;contain-intrinsic-block-size:auto calc(var(--rows,100) * var(--row))}
+}
+@media screen and (max-width:640px){
+#comp tr{grid-template-columns:30% minmax(0,1fr) repeat(5,2.9em)}
+#comp tbody{--row:calc(1.45em + .4rem + 1px)}
+}
 )";
 
 // Sorting and filtering only: without it the page shows everything in
 // database order.
 char const* const SCRIPT = R"(
 (function(){
-var t=document.getElementById('comp'),b=t.tBodies[0],rows=[].slice.call(b.rows),key=-1,dir=0;
+var t=document.getElementById('comp'),bodies=[].slice.call(t.tBodies),rows=[].slice.call(t.querySelectorAll('tbody tr')),key=-1,dir=0;
+var sizes=bodies.map(function(b){return b.rows.length;});
 var tools=document.createElement('div');tools.className='tools';
 tools.innerHTML='<label>Find a component <input type="search" id="q"></label>'+
 '<label><input type="checkbox" id="hot"> only those not wholly proved or without a readable PO file</label>';
 t.parentNode.insertBefore(tools,t);
 var q=document.getElementById('q'),hot=document.getElementById('hot');
 function name(r){var c=r.cells[0].firstChild;return c&&c.nodeType==3?c.nodeValue:'';}
+// A body's height, while it is off screen, is estimated from its rows shown.
+function fit(){bodies.forEach(function(b){var n=[].filter.call(b.rows,function(r){return !r.hidden;}).length;
+b.hidden=!n;b.style.setProperty('--rows',n);});}
 function filter(){var s=q.value.toLowerCase();rows.forEach(function(r){
-r.hidden=(hot.checked&&!r.classList.contains('hot'))||name(r).toLowerCase().indexOf(s)<0;});}
+r.hidden=(hot.checked&&!r.classList.contains('hot'))||name(r).toLowerCase().indexOf(s)<0;});fit();}
 q.addEventListener('input',filter);hot.addEventListener('change',filter);
 // A header sorts on the first click, reverses on the second and gives the
-// database order back on the third.
+// database order back on the third. Each body keeps its number of rows.
 function sort(i){dir=key!=i?1:dir==1?-1:0;key=dir?i:-1;
-var v=rows.map(function(r,n){return [i?+r.cells[i].textContent:name(r),n,r];});
+var v=rows.map(function(r,n){return [i?+r.cells[i].textContent:name(r),n,r];}),n=0;
 if(dir)v.sort(function(x,y){var d=i?y[0]-x[0]:x[0]<y[0]?-1:x[0]>y[0]?1:0;return d*dir||x[1]-y[1];});
 [].forEach.call(t.tHead.rows[0].cells,function(h,n){h.setAttribute('aria-sort',n==key?(dir==(n?1:-1)?'descending':'ascending'):'none');});
-v.forEach(function(x){b.appendChild(x[2]);});}
+bodies.forEach(function(b,k){var f=document.createDocumentFragment();
+for(var end=n+sizes[k];n<end;++n)f.appendChild(v[n][2]);b.appendChild(f);});fit();}
 [].forEach.call(t.tHead.rows[0].cells,function(h,i){if(i==1)return;h.tabIndex=0;
 h.addEventListener('click',function(){sort(i);});
 h.addEventListener('keydown',function(e){if(e.key=='Enter'||e.key==' '){e.preventDefault();sort(i);}});});
@@ -325,6 +345,34 @@ void write_counts(std::ostream& out, pos::metrics_t const& m) {
         << m.nb_ext << "</td><td class=\"x\">" << m.nb_int << "</td>";
 }
 
+void write_row(std::ostream& out, component_t const& component, std::uint32_t largest) {
+    pos::metrics_t const& m = component.metrics;
+    pos::po_read_t const read = component.read;
+    bool const hot =
+        read != pos::po_read_t::read || m.nb_unproved || m.nb_disproved || m.nb_unreliably_proved;
+    out << (hot ? "<tr class=\"hot\"><th>" : "<tr><th>") << html_name(component.name);
+    if (read == pos::po_read_t::unopened)
+        out << "<span class=\"mark\">\u26a0 PO file missing</span>";
+    else if (read == pos::po_read_t::malformed)
+        out << "<span class=\"mark\">\u26a0 PO file not well-formed</span>";
+    out << "</th><td>";
+    if (read == pos::po_read_t::unopened)
+        out << "<span class=\"none\">no PO file</span>";
+    else if (m.nb_po == 0)
+        out << "<span class=\"none\">no goals</span>";
+    else
+        write_bar(out, goal_segments(m), percent(m.nb_po, largest));
+    out << "</td>";
+    write_counts(out, m);
+    out << "</tr>\n";
+}
+
+// The component table comes in bodies of this many rows: the browser lays out
+// only the bodies near the screen (the style's content-visibility), which is
+// what makes a page of thousands of components show at once. A body of fewer
+// rows says how many, for the height it is given before it is laid out.
+std::size_t const ROWS_PER_BODY = 100;
+
 void write_components(std::ostream& out, collection_t const& collected,
                       pos::metrics_t const& total) {
     std::uint32_t largest = 0;
@@ -334,30 +382,20 @@ void write_components(std::ostream& out, collection_t const& collected,
            "the project database. Bars are drawn to scale: the full width stands "
            "for the goals of the largest component ("
         << largest << ").</p>\n<table id=\"comp\">\n<thead><tr><th class=\"name\">Component"
-        << "</th><th class=\"g\">Goals</th>" << GOAL_COLUMNS << "</tr></thead>\n<tbody>\n";
-    for (component_t const& component : collected.components) {
-        std::string const& name = component.name;
-        pos::metrics_t const* const m = &component.metrics;
-        pos::po_read_t const read = component.read;
-        bool const hot = read != pos::po_read_t::read || m->nb_unproved || m->nb_disproved ||
-                         m->nb_unreliably_proved;
-        out << (hot ? "<tr class=\"hot\"><th>" : "<tr><th>") << html_name(name);
-        if (read == pos::po_read_t::unopened)
-            out << "<span class=\"mark\">\u26a0 PO file missing</span>";
-        else if (read == pos::po_read_t::malformed)
-            out << "<span class=\"mark\">\u26a0 PO file not well-formed</span>";
-        out << "</th><td>";
-        if (read == pos::po_read_t::unopened)
-            out << "<span class=\"none\">no PO file</span>";
-        else if (m->nb_po == 0)
-            out << "<span class=\"none\">no goals</span>";
+        << "</th><th class=\"g\">Goals</th>" << GOAL_COLUMNS << "</tr></thead>\n";
+    std::size_t const count = collected.components.size();
+    std::size_t at = 0;
+    do {
+        std::size_t const rows = std::min(count - at, ROWS_PER_BODY);
+        if (rows == ROWS_PER_BODY)
+            out << "<tbody>\n";
         else
-            write_bar(out, goal_segments(*m), percent(m->nb_po, largest));
-        out << "</td>";
-        write_counts(out, *m);
-        out << "</tr>\n";
-    }
-    out << "</tbody>\n<tfoot><tr><th>Total</th><td></td>";
+            out << "<tbody style=\"--rows:" << rows << "\">\n";
+        for (std::size_t const end = at + rows; at < end; ++at)
+            write_row(out, collected.components[at], largest);
+        out << "</tbody>\n";
+    } while (at < count);
+    out << "<tfoot><tr><th>Total</th><td></td>";
     write_counts(out, total);
     out << "</tr></tfoot>\n</table>\n</section>\n";
 }

@@ -12,7 +12,7 @@ trap 'rm -rf "$tmp"' EXIT
 cat >"$tmp/probe.js" <<'PROBE'
 var t = document.getElementById("comp"), po = t.tHead.rows[0].cells[2], seen = [];
 function names() {
-    return [].filter.call(t.tBodies[0].rows, function (r) { return !r.hidden; })
+    return [].filter.call(t.querySelectorAll("tbody tr"), function (r) { return !r.hidden; })
         .map(function (r) { return r.cells[0].firstChild.nodeValue; }).join(",");
 }
 for (var i = 0; i < 3; ++i) { po.click(); seen.push(names()); }
