@@ -95,7 +95,8 @@ void span_editor_t::replace(std::uint64_t begin, std::uint64_t end, std::string_
         throw not_by_spans_t{};
     copyTo(begin, false);
     copyTo(end, true);
-    if (std::fwrite(text.data(), 1, text.size(), out_) != text.size())
+    // A removal writes nothing (and its empty view may hold no pointer).
+    if (!text.empty() && std::fwrite(text.data(), 1, text.size(), out_) != text.size())
         failed_ = true;
     changed_ = true;
 }
