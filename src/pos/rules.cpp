@@ -32,25 +32,22 @@ typename Map::mapped_type::element_type& entry(Map& map, std::string_view key) {
 
 // The counter of each status; a goal has none for Unknown, a driver none for
 // UnreliablyProved.
-std::uint32_t* counter(metrics_t& m, status_t s) {
-    std::uint32_t* const counters[] = {&m.nb_unproved, nullptr, &m.nb_unreliably_proved,
-                                       &m.nb_proved, &m.nb_disproved};
-    return counters[s];
-}
-std::uint32_t* counter(mechanism_metrics_t& m, status_t s) {
-    std::uint32_t* const counters[] = {&m.nb_unproved, &m.nb_unknown, &m.nb_unreliably_proved,
-                                       &m.nb_proved, &m.nb_disproved};
-    return counters[s];
-}
-std::uint32_t* counter(driver_metrics_t& d, status_t s) {
-    std::uint32_t* const counters[] = {&d.nb_unproved, &d.nb_unknown, nullptr, &d.nb_proved,
-                                       &d.nb_disproved};
-    return counters[s];
-}
+template <typename Record> using counters_t = std::uint32_t Record::*const[DISPROVED + 1];
+const counters_t<metrics_t> GOAL = {&metrics_t::nb_unproved, nullptr,
+                                    &metrics_t::nb_unreliably_proved, &metrics_t::nb_proved,
+                                    &metrics_t::nb_disproved};
+const counters_t<mechanism_metrics_t> MECHANISM = {
+    &mechanism_metrics_t::nb_unproved, &mechanism_metrics_t::nb_unknown,
+    &mechanism_metrics_t::nb_unreliably_proved, &mechanism_metrics_t::nb_proved,
+    &mechanism_metrics_t::nb_disproved};
+const counters_t<driver_metrics_t> DRIVER = {
+    &driver_metrics_t::nb_unproved, &driver_metrics_t::nb_unknown, nullptr,
+    &driver_metrics_t::nb_proved, &driver_metrics_t::nb_disproved};
 
-template <typename Record> void add(Record& record, status_t s) {
-    if (std::uint32_t* c = counter(record, s))
-        ++*c;
+template <typename Record>
+void add(Record& record, status_t s, counters_t<Record> const& counters) {
+    if (counters[s])
+        ++(record.*counters[s]);
 }
 
 // The expected status of the goal without its mechanism `skip`.
@@ -85,7 +82,7 @@ status_t expected(goal_record_t const& goal, std::size_t skip) {
 void countGoal(goal_record_t const& goal, metrics_t& metrics, std::vector<goal_detail_t>* listed) {
     const status_t status = checked(goal.status, goal.line);
     ++metrics.nb_po;
-    add(metrics, status);
+    add(metrics, status, GOAL);
     if (provedByProver(goal.proofState.value_or("Unproved")))
         ++metrics.nb_int;
     for (mechanism_record_t const& m : goal.mechanisms)
@@ -102,7 +99,7 @@ void countGoal(goal_record_t const& goal, metrics_t& metrics, std::vector<goal_d
     for (mechanism_record_t const& m : goal.mechanisms) {
         mechanism_metrics_t& byName = entry(metrics.mechanisms, m.name.value_or(""));
         const status_t result = checked(m.status, m.line);
-        add(byName, result);
+        add(byName, result, MECHANISM);
         result_detail_t* mechanism = nullptr;
         if (detail) {
             mechanism = &detail->mechanisms.emplace_back(
@@ -112,7 +109,7 @@ void countGoal(goal_record_t const& goal, metrics_t& metrics, std::vector<goal_d
         for (driver_record_t const& d : m.drivers) {
             driver_metrics_t& driver = entry(byName.drivers, d.name.value_or(""));
             const status_t driverResult = checked(d.status, d.line);
-            add(driver, driverResult);
+            add(driver, driverResult, DRIVER);
             if (mechanism)
                 mechanism->drivers.push_back({std::string(d.name.value_or("")), driverResult, {}});
         }
