@@ -188,21 +188,12 @@ private:
                 fail("a value without its span");
             return;
         }
-        std::string decoded;
+        // Decoded as the DOM reader decodes it.
         const std::string raw = xml_.substr(span.value.begin, span.value.end - span.value.begin);
-        for (std::size_t i = 0; i < raw.size(); ++i) {
-            static const char* const entities[][2] = {
-                {"&lt;", "<"}, {"&gt;", ">"}, {"&amp;", "&"}, {"&quot;", "\""}, {"&apos;", "'"}};
-            bool reference = false;
-            for (auto const& [from, to] : entities)
-                if (raw.compare(i, std::strlen(from), from) == 0) {
-                    decoded += to;
-                    i += std::strlen(from) - 1;
-                    reference = true;
-                }
-            if (!reference)
-                decoded += raw[i];
-        }
+        QDomDocument decoder;
+        decoder.setContent(
+            QString::fromStdString(std::string("<a v=") + span.quote + raw + span.quote + "/>"));
+        const std::string decoded = decoder.documentElement().attribute("v").toStdString();
         if (!value || decoded != *value || xml_[span.value.begin - 1] != span.quote ||
             xml_[span.value.end] != span.quote)
             fail("a value's span");
