@@ -114,14 +114,12 @@ bool decodes_cleanly(std::string const& path) {
     const undecodable_t bad = firstUndecodable(file.readAll());
     if (bad.line == 0)
         return true;
-    const std::string encoding = bad.encoding.toStdString();
     std::fprintf(stderr,
-                 bad.declared ? "%s:%d: byte 0x%02X is not valid %s, the encoding the file "
-                                "declares; a rewrite would lose it, so the file is left unchanged\n"
-                              : "%s:%d: byte 0x%02X is not valid %s and the file declares "
-                                "no encoding; a rewrite would lose it, so the file is left "
-                                "unchanged\n",
-                 path.c_str(), bad.line, bad.byte, encoding.c_str());
+                 "%s:%d: byte 0x%02X is not valid %s%s; a rewrite would lose it, so the file is "
+                 "left unchanged\n",
+                 path.c_str(), bad.line, bad.byte, bad.encoding.toStdString().c_str(),
+                 bad.declared ? ", the encoding the file declares"
+                              : " and the file declares no encoding");
     return false;
 }
 
@@ -130,18 +128,11 @@ namespace {
 // How deep elements nest below `root`, without recursion.
 int depthBelow(QDomNode const& root) {
     int depth = 0, deepest = 0;
-    QDomNode n = root.firstChild();
-    while (!n.isNull()) {
-        if (n.hasChildNodes()) {
+    for (QDomNode n = root.firstChild(); !n.isNull(); n = n.nextSibling()) {
+        for (; n.hasChildNodes(); n = n.firstChild())
             deepest = std::max(deepest, ++depth);
-            n = n.firstChild();
-            continue;
-        }
-        while (n.nextSibling().isNull() && depth > 0) {
+        for (; n.nextSibling().isNull() && depth > 0; --depth)
             n = n.parentNode();
-            --depth;
-        }
-        n = n.nextSibling();
     }
     return deepest;
 }

@@ -3,26 +3,27 @@
 #include <QRegularExpression>
 #include <QTextCodec>
 
+#include <string_view>
+#include <utility>
+
 namespace {
 
-// The codec the DOM reader's input source starts with, from the first bytes.
+// The codec the DOM reader's input source starts with, from the first bytes:
+// the first of these starts that the data has, else UTF-8.
 QTextCodec* initialCodec(QByteArray const& data) {
-    const auto at = [&data](int i) { return i < data.size() ? static_cast<uchar>(data[i]) : -1; };
-    int mib = 106; // UTF-8
-    if ((at(0) == 0 && at(1) == 0 && at(2) == 0xFE && at(3) == 0xFF) ||
-        (at(0) == 0xFF && at(1) == 0xFE && at(2) == 0 && at(3) == 0))
-        mib = 1017; // UTF-32 with a byte order mark
-    else if (at(0) == '<' && at(1) == 0 && at(2) == 0 && at(3) == 0)
-        mib = 1019; // UTF-32LE
-    else if (at(0) == 0 && at(1) == 0 && at(2) == 0 && at(3) == '<')
-        mib = 1018; // UTF-32BE
-    else if ((at(0) == 0xFE && at(1) == 0xFF) || (at(0) == 0xFF && at(1) == 0xFE))
-        mib = 1015; // UTF-16 with a byte order mark
-    else if (at(0) == '<' && at(1) == 0)
-        mib = 1014; // UTF-16LE
-    else if (at(0) == 0 && at(1) == '<')
-        mib = 1013; // UTF-16BE
-    return QTextCodec::codecForMib(mib);
+    using namespace std::string_view_literals;
+    static const std::pair<std::string_view, int> starts[] = {
+        {"\0\0\xFE\xFF"sv, 1017}, {"\xFF\xFE\0\0"sv, 1017}, // UTF-32 with a byte order mark
+        {"<\0\0\0"sv, 1019},                                // UTF-32LE
+        {"\0\0\0<"sv, 1018},                                // UTF-32BE
+        {"\xFE\xFF"sv, 1015},     {"\xFF\xFE"sv, 1015},     // UTF-16 with a byte order mark
+        {"<\0"sv, 1014},                                    // UTF-16LE
+        {"\0<"sv, 1013},                                    // UTF-16BE
+    };
+    for (auto const& [start, mib] : starts)
+        if (data.startsWith(QByteArray::fromRawData(start.data(), static_cast<int>(start.size()))))
+            return QTextCodec::codecForMib(mib);
+    return QTextCodec::codecForMib(106);
 }
 
 } // namespace
