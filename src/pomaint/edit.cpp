@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -21,7 +20,6 @@
 namespace {
 
 enum class edit_t { unchanged, changed, failed };
-using dom_edit_t = std::function<edit_t(std::string const&, QDomDocument&)>;
 
 using file_t = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
 
@@ -76,13 +74,29 @@ std::optional<std::string> checkSpans(std::string const& written, QByteArray con
     return std::string("the edited file does not hold the goals the edit meant");
 }
 
-// The DOM rewrite: loads the file, lets `edit` change the document and
-// writes it whole to `out`; `edited` keeps the document for the check.
-edit_t editDocument(std::string const& path, std::FILE* out, dom_edit_t const& edit,
+// The operation on the whole document.
+edit_t editDom(std::string const& path, edit_request_t const& request, QDomDocument& doc) {
+    if (request.op == edit_op_t::unprove) {
+        // A file that was already unproved keeps its exact bytes.
+        const QByteArray before = serialise(doc);
+        pos::unprove(doc);
+        return serialise(doc) == before ? edit_t::unchanged : edit_t::changed;
+    }
+    bool removed = false;
+    if (!pos::removeMechanism(doc, request.mechanism, removed)) {
+        std::fprintf(stderr, "%s: a mechanism could not be removed\n", path.c_str());
+        return edit_t::failed;
+    }
+    return removed ? edit_t::changed : edit_t::unchanged;
+}
+
+// The DOM rewrite: loads the file, applies the operation and writes the
+// document whole to `out`; `edited` keeps it for the check.
+edit_t editDocument(std::string const& path, std::FILE* out, edit_request_t const& request,
                     QDomDocument& edited) {
     if (!load_po_file(path, edited) || !decodes_cleanly(path))
         return edit_t::failed;
-    const edit_t result = edit(path, edited);
+    const edit_t result = editDom(path, request, edited);
     if (result == edit_t::changed) {
         const QByteArray content = serialise(edited);
         if (std::fwrite(content.constData(), 1, static_cast<std::size_t>(content.size()), out) !=
@@ -96,8 +110,7 @@ edit_t editDocument(std::string const& path, std::FILE* out, dom_edit_t const& e
 // Edits one file, by spans where the scanner takes it, else through the
 // DOM; writes it, or prints it for a dry run, only once the new content is
 // known to read as the operation means.
-edit_t editFile(std::string const& path, edit_request_t const& request, bool dry_run,
-                dom_edit_t const& domEdit) {
+edit_t editFile(std::string const& path, edit_request_t const& request, bool dry_run) {
     std::string error = "no temporary file can be made";
     std::unique_ptr<replacement_t> replacement;
     // A dry run's output is checked like any rewrite before it is printed.
@@ -119,19 +132,11 @@ edit_t editFile(std::string const& path, edit_request_t const& request, bool dry
 
     QByteArray expected;
     QDomDocument edited;
-    std::optional<edit_t> result;
-    bool bySpans = false;
-    // A rule meets a status value that the count does not read.
-    try {
-        result = editBySpans(path, out, request, expected);
-        bySpans = result.has_value();
-        if (!bySpans) {
-            clear(out);
-            result = editDocument(path, out, domEdit, edited);
-        }
-    } catch (pos::unknown_status_error const& unknown) {
-        report_unknown_status(path, unknown);
-        return edit_t::failed;
+    std::optional<edit_t> result = editBySpans(path, out, request, expected);
+    const bool bySpans = result.has_value();
+    if (!bySpans) {
+        clear(out);
+        result = editDocument(path, out, request, edited);
     }
     if (*result != edit_t::changed)
         return *result;
@@ -162,13 +167,19 @@ edit_t editFile(std::string const& path, edit_request_t const& request, bool dry
     return edit_t::changed;
 }
 
-// Edits each file; answers the exit status and counts the files examined
-// and changed.
-int edit_files(std::vector<std::string> const& files, bool dry_run, edit_request_t const& request,
-               dom_edit_t const& edit, int& examined, int& changed) {
-    int status = 0;
+} // namespace
+
+int run_edit(std::vector<std::string> const& files, edit_request_t const& request, bool dry_run) {
+    int status = 0, examined = 0, changed = 0;
     for (std::string const& path : files) {
-        const edit_t result = editFile(path, request, dry_run, edit);
+        edit_t result;
+        try {
+            result = editFile(path, request, dry_run);
+        } catch (pos::unknown_status_error const& unknown) {
+            // A rule meets a status value that the count does not read.
+            report_unknown_status(path, unknown);
+            result = edit_t::failed;
+        }
         if (result == edit_t::failed) {
             status = EXIT_TROUBLE;
             continue;
@@ -177,43 +188,11 @@ int edit_files(std::vector<std::string> const& files, bool dry_run, edit_request
         if (result == edit_t::changed)
             ++changed;
     }
-    return status;
-}
-
-} // namespace
-
-int run_unprove(std::vector<std::string> const& files, bool dry_run) {
-    int examined = 0, changed = 0;
-    return edit_files(
-        files, dry_run, edit_request_t{edit_op_t::unprove, {}},
-        [](std::string const&, QDomDocument& doc) {
-            // A file that was already unproved keeps its exact bytes.
-            const QByteArray before = serialise(doc);
-            pos::unprove(doc);
-            return serialise(doc) == before ? edit_t::unchanged : edit_t::changed;
-        },
-        examined, changed);
-}
-
-int run_remove_mechanism(std::vector<std::string> const& files, std::string const& name,
-                         bool dry_run) {
-    int examined = 0, changed = 0;
-    int status = edit_files(
-        files, dry_run, edit_request_t{edit_op_t::remove_mechanism, name},
-        [&name](std::string const& path, QDomDocument& doc) {
-            bool removed = false;
-            if (!pos::removeMechanism(doc, name, removed)) {
-                std::fprintf(stderr, "%s: a mechanism could not be removed\n", path.c_str());
-                return edit_t::failed;
-            }
-            return removed ? edit_t::changed : edit_t::unchanged;
-        },
-        examined, changed);
     // A misspelt name must not pass for a file that has nothing to remove;
     // when no file could be read, there is nothing to say about the name.
-    if (examined > 0 && changed == 0) {
+    if (request.op == edit_op_t::remove_mechanism && examined > 0 && changed == 0) {
         std::fprintf(stderr, "pomaint: no mechanism named \"%s\" in the selected files\n",
-                     name.c_str());
+                     request.mechanism.c_str());
         if (status == 0)
             status = EXIT_INCONSISTENT;
     }
