@@ -94,7 +94,7 @@ edit_t editDom(std::string const& path, edit_request_t const& request, QDomDocum
 // document whole to `out`; `edited` keeps it for the check.
 edit_t editDocument(std::string const& path, std::FILE* out, edit_request_t const& request,
                     QDomDocument& edited) {
-    if (!load_po_file(path, edited) || !decodes_cleanly(path))
+    if (!load_po_file(path, edited))
         return edit_t::failed;
     const edit_t result = editDom(path, request, edited);
     if (result == edit_t::changed) {

@@ -35,21 +35,17 @@ void add_signals(sigset_t& set) {
         ::sigaddset(&set, sig);
 }
 
-// Installs the handler once, except for a signal the process ignores (as
-// under nohup), which it keeps ignoring.
+// Installs the handler, except for a signal the process ignores (as under
+// nohup), which it keeps ignoring. Installing it again changes nothing.
 void handle_signals() {
-    static bool const installed = [] {
-        struct sigaction action {};
-        action.sa_handler = remove_pending;
-        add_signals(action.sa_mask);
-        for (int sig : STOPPING_SIGNALS) {
-            struct sigaction old {};
-            if (::sigaction(sig, nullptr, &old) == 0 && old.sa_handler != SIG_IGN)
-                ::sigaction(sig, &action, nullptr);
-        }
-        return true;
-    }();
-    (void)installed;
+    struct sigaction action {};
+    action.sa_handler = remove_pending;
+    add_signals(action.sa_mask);
+    for (int sig : STOPPING_SIGNALS) {
+        struct sigaction old {};
+        if (::sigaction(sig, nullptr, &old) == 0 && old.sa_handler != SIG_IGN)
+            ::sigaction(sig, &action, nullptr);
+    }
 }
 
 // While it lives, the signals wait: the pending path changes hands whole.

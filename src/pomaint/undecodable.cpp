@@ -1,8 +1,10 @@
 #include "pomaint/undecodable.h"
 
+#include <QFile>
 #include <QRegularExpression>
 #include <QTextCodec>
 
+#include <cstdio>
 #include <string_view>
 #include <utility>
 
@@ -28,19 +30,19 @@ QTextCodec* initialCodec(QByteArray const& data) {
 
 } // namespace
 
-undecodable_t firstUndecodable(QByteArray const& data) {
-    undecodable_t result;
+bool decodes_cleanly(std::string const& path) {
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly))
+        return true; // gone since it was loaded: nothing to judge
+    const QByteArray data = file.readAll();
     QTextCodec* codec = initialCodec(data);
     static const QRegularExpression declaration(
         QStringLiteral("^\\s*<\\?xml\\s[^>]*?encoding\\s*=\\s*[\"']([^\"']+)[\"']"));
     const QRegularExpressionMatch match = declaration.match(codec->toUnicode(data.left(1024)));
-    if (match.hasMatch()) {
-        if (QTextCodec* named = QTextCodec::codecForName(match.captured(1).toLatin1())) {
-            codec = named;
-            result.declared = true;
-        }
-    }
-    result.encoding = QString::fromLatin1(codec->name());
+    QTextCodec* const declared =
+        match.hasMatch() ? QTextCodec::codecForName(match.captured(1).toLatin1()) : nullptr;
+    if (declared)
+        codec = declared;
     // How many characters a prefix leaves undecoded; it only grows with the
     // prefix, so the first bad byte is found by halving.
     const auto bad = [codec, &data](int size, bool atEnd) {
@@ -49,7 +51,7 @@ undecodable_t firstUndecodable(QByteArray const& data) {
         return state.invalidChars > 0 || (atEnd && state.remainingChars > 0);
     };
     if (!bad(data.size(), true))
-        return result;
+        return true;
     int good = 0, worse = data.size();
     while (worse - good > 1) {
         const int middle = good + (worse - good) / 2;
@@ -58,7 +60,12 @@ undecodable_t firstUndecodable(QByteArray const& data) {
     // The bad sequence began with the bytes the decoder still held.
     QTextCodec::ConverterState held;
     const QString before = codec->toUnicode(data.constData(), worse - 1, &held);
-    result.byte = static_cast<uchar>(data[worse - 1 - held.remainingChars]);
-    result.line = before.count(QLatin1Char('\n')) + 1;
-    return result;
+    std::fprintf(
+        stderr,
+        "%s:%d: byte 0x%02X is not valid %s%s; a rewrite would lose it, so the file is "
+        "left unchanged\n",
+        path.c_str(), before.count(QLatin1Char('\n')) + 1,
+        static_cast<uchar>(data[worse - 1 - held.remainingChars]), codec->name().constData(),
+        declared ? ", the encoding the file declares" : " and the file declares no encoding");
+    return false;
 }
