@@ -118,8 +118,9 @@ std::unique_ptr<replacement_t> replacement_t::begin(std::string const& path, std
     // From here on the replacement's end removes the temporary file.
     replacement->out = ::fdopen(fd, "wb");
     if (!replacement->out) {
+        const int code = errno;
         ::close(fd);
-        return fail(errno);
+        return fail(code);
     }
     return replacement;
 }
