@@ -12,10 +12,6 @@
 
 namespace {
 
-struct file_closer_t {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-
 // Judges every goal by the expected-status rule. What is said of a file
 // waits in a temporary file until the whole file is known to be one that can
 // be judged, so that memory stays flat; a goal also waits for the end of its
@@ -56,7 +52,7 @@ public:
     std::optional<pos::unknown_status_error>
         unknown; // an iapa verdict or result the rule does not know
     std::size_t inconsistent = 0;
-    std::unique_ptr<std::FILE, file_closer_t> held{std::tmpfile()};
+    std::unique_ptr<std::FILE, decltype(&std::fclose)> held{std::tmpfile(), &std::fclose};
 
 private:
     struct finding_t {

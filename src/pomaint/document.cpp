@@ -4,7 +4,6 @@
 #include "pos/pos.h"
 
 #include <QBuffer>
-#include <QFile>
 #include <QRegularExpression>
 #include <QTextCodec>
 #include <QTextStream>
@@ -80,6 +79,14 @@ bool readable(std::string const& path, pos::read_state_t const& read) {
     }
 }
 
+// The reader keeps the declaration but hands it back in single quotes; PO
+// files are written with double ones. Its values hold no quotes.
+void doubleQuoteDeclaration(QDomDocument& doc) {
+    QDomProcessingInstruction declaration = doc.firstChild().toProcessingInstruction();
+    if (!declaration.isNull() && declaration.target() == QStringLiteral("xml"))
+        declaration.setData(declaration.data().replace(QLatin1Char('\''), QLatin1Char('"')));
+}
+
 } // namespace
 
 bool read_po_file(std::string const& path, pos::goal_consumer_t& consumer) {
@@ -97,32 +104,11 @@ bool read_po_file(std::string const& path, pos::goal_consumer_t& consumer) {
 
 bool load_po_file(std::string const& path, QDomDocument& doc) {
     ignore_t ignore;
-    if (!read_po_file(path, ignore) || !readable(path, pos::loadPoDocument(path, doc)))
+    if (!read_po_file(path, ignore) || !readable(path, pos::loadPoDocument(path, doc)) ||
+        !decodes_cleanly(path))
         return false;
-    // The reader keeps the declaration but hands it back in single quotes;
-    // PO files are written with double ones. Its values hold no quotes.
-    QDomProcessingInstruction declaration = doc.firstChild().toProcessingInstruction();
-    if (!declaration.isNull() && declaration.target() == QStringLiteral("xml"))
-        declaration.setData(declaration.data().replace(QLatin1Char('\''), QLatin1Char('"')));
+    doubleQuoteDeclaration(doc);
     return true;
-}
-
-bool decodes_cleanly(std::string const& path) {
-    QFile file(QString::fromStdString(path));
-    if (!file.open(QIODevice::ReadOnly))
-        return true; // loading it has already failed and said so
-    const undecodable_t bad = firstUndecodable(file.readAll());
-    if (bad.line == 0)
-        return true;
-    const std::string encoding = bad.encoding.toStdString();
-    std::fprintf(stderr,
-                 bad.declared ? "%s:%d: byte 0x%02X is not valid %s, the encoding the file "
-                                "declares; a rewrite would lose it, so the file is left unchanged\n"
-                              : "%s:%d: byte 0x%02X is not valid %s and the file declares "
-                                "no encoding; a rewrite would lose it, so the file is left "
-                                "unchanged\n",
-                 path.c_str(), bad.line, bad.byte, encoding.c_str());
-    return false;
 }
 
 namespace {
@@ -130,18 +116,11 @@ namespace {
 // How deep elements nest below `root`, without recursion.
 int depthBelow(QDomNode const& root) {
     int depth = 0, deepest = 0;
-    QDomNode n = root.firstChild();
-    while (!n.isNull()) {
-        if (n.hasChildNodes()) {
+    for (QDomNode n = root.firstChild(); !n.isNull(); n = n.nextSibling()) {
+        for (; n.hasChildNodes(); n = n.firstChild())
             deepest = std::max(deepest, ++depth);
-            n = n.firstChild();
-            continue;
-        }
-        while (n.nextSibling().isNull() && depth > 0) {
+        for (; n.nextSibling().isNull() && depth > 0; --depth)
             n = n.parentNode();
-            --depth;
-        }
-        n = n.nextSibling();
     }
     return deepest;
 }
@@ -149,14 +128,8 @@ int depthBelow(QDomNode const& root) {
 // The first node, in document order, where the two trees differ: of `a`
 // when it has one there, else its parent.
 QDomNode firstDifference(QDomNode const& a, QDomNode const& b) {
-    // The declaration is written in the quotes of PO files, whatever the
-    // reader hands back.
-    const auto value = [](QDomNode const& n) {
-        return n.isProcessingInstruction() && n.nodeName() == QStringLiteral("xml")
-                   ? QString(n.nodeValue()).replace(QLatin1Char('\''), QLatin1Char('"'))
-                   : n.nodeValue();
-    };
-    if (a.nodeType() != b.nodeType() || a.nodeName() != b.nodeName() || value(a) != value(b))
+    if (a.nodeType() != b.nodeType() || a.nodeName() != b.nodeName() ||
+        a.nodeValue() != b.nodeValue())
         return a;
     if (a.isElement()) {
         const QDomNamedNodeMap x = a.attributes(), y = b.attributes();
@@ -209,6 +182,9 @@ std::optional<std::string> differenceAfterRewrite(std::string const& written,
     const pos::read_state_t read = pos::loadPoDocument(written, reread);
     if (read.read != pos::po_read_t::read)
         return "the rewritten document would not be well-formed XML (" + read.message + ")";
+    // The declaration is written in the quotes of PO files, whatever the
+    // reader hands back.
+    doubleQuoteDeclaration(reread);
     const QDomNode at = firstDifference(edited, reread);
     if (at.isNull())
         return std::nullopt;

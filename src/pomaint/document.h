@@ -18,7 +18,9 @@
 // is then void, for a partly read document is never acted on.
 bool read_po_file(std::string const& path, pos::goal_consumer_t& consumer);
 
-// The same checks, then the whole document, for an edit through the DOM.
+// The same checks, then the whole document, for an edit through the DOM. A
+// file with a byte that does not decode in the encoding it is read in is
+// refused too, named with the line and the byte: a rewrite would replace it.
 bool load_po_file(std::string const& path, QDomDocument& doc);
 
 // The document as pomaint writes it: indented by pos::XML_INDENT (not at
@@ -36,10 +38,5 @@ std::optional<std::string> differenceAfterRewrite(std::string const& written,
 
 // "PATH:LINE: unknown proof status value "VALUE"".
 void report_unknown_status(std::string const& path, pos::unknown_status_error const& unknown);
-
-// False, after naming the file, the line and the byte on standard error, when
-// a byte of the file does not decode in the encoding the file is read in: a
-// rewrite would replace it, so such a file must not be edited.
-bool decodes_cleanly(std::string const& path);
 
 #endif

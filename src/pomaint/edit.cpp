@@ -7,12 +7,12 @@
 #include "pos/pos.h"
 
 #include <QDir>
+#include <QFile>
+#include <QTemporaryFile>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -20,46 +20,12 @@
 namespace {
 
 enum class edit_t { unchanged, changed, failed };
-using dom_edit_t = std::function<edit_t(std::string const&, QDomDocument&)>;
 
-struct file_closer_t {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-using file_t = std::unique_ptr<std::FILE, file_closer_t>;
+using file_t = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
 
-// A file of its own in the temporary directory, for a dry run's output:
-// checked like any rewrite before it is printed. Removed with the object.
-class scratch_t {
-public:
-    scratch_t() {
-        std::string name = QDir::tempPath().toStdString() + "/pomaint.XXXXXX";
-        std::vector<char> buffer(name.begin(), name.end());
-        buffer.push_back('\0');
-        const int fd = ::mkostemp(buffer.data(), O_CLOEXEC);
-        if (fd < 0)
-            return;
-        path = buffer.data();
-        file.reset(::fdopen(fd, "w+b"));
-        if (!file)
-            ::close(fd);
-    }
-    ~scratch_t() {
-        if (!path.empty())
-            ::unlink(path.c_str());
-    }
-    scratch_t(scratch_t const&) = delete;
-    scratch_t& operator=(scratch_t const&) = delete;
-    std::string path;
-    file_t file;
-};
-
-void reportUnwritable(std::string const& path, std::string const& error) {
-    std::fprintf(stderr, "%s: cannot be rewritten: %s; left unchanged\n", path.c_str(),
-                 error.c_str());
-}
-
-void reportInexact(std::string const& path, std::string const& why) {
-    std::fprintf(stderr, "%s: cannot be rewritten exactly: %s; left unchanged\n", path.c_str(),
+// `how` tells which check refused the rewrite.
+void reportRefused(std::string const& path, char const* how, std::string const& why) {
+    std::fprintf(stderr, "%s: cannot be rewritten%s: %s; left unchanged\n", path.c_str(), how,
                  why.c_str());
 }
 
@@ -77,7 +43,7 @@ void clear(std::FILE* out) {
 // go through the DOM instead.
 std::optional<edit_t> editBySpans(std::string const& path, std::FILE* out,
                                   edit_request_t const& request, QByteArray& expected) {
-    const file_t original(std::fopen(path.c_str(), "rb"));
+    const file_t original(std::fopen(path.c_str(), "rb"), &std::fclose);
     if (!original)
         return std::nullopt; // the DOM path names the reason
     span_editor_t editor(original.get(), out, request);
@@ -86,9 +52,6 @@ std::optional<edit_t> editBySpans(std::string const& path, std::FILE* out,
             return edit_t::failed;
     } catch (not_by_spans_t const&) {
         return std::nullopt;
-    } catch (pos::unknown_status_error const& unknown) {
-        report_unknown_status(path, unknown);
-        return edit_t::failed;
     }
     if (!editor.finish())
         return std::nullopt;
@@ -111,19 +74,29 @@ std::optional<std::string> checkSpans(std::string const& written, QByteArray con
     return std::string("the edited file does not hold the goals the edit meant");
 }
 
-// The DOM rewrite: loads the file, lets `edit` change the document and
-// writes it whole to `out`; `edited` keeps the document for the check.
-edit_t editDocument(std::string const& path, std::FILE* out, dom_edit_t const& edit,
-                    QDomDocument& edited) {
-    if (!load_po_file(path, edited) || !decodes_cleanly(path))
-        return edit_t::failed;
-    edit_t result;
-    try {
-        result = edit(path, edited);
-    } catch (pos::unknown_status_error const& unknown) {
-        report_unknown_status(path, unknown);
+// The operation on the whole document.
+edit_t editDom(std::string const& path, edit_request_t const& request, QDomDocument& doc) {
+    if (request.op == edit_op_t::unprove) {
+        // A file that was already unproved keeps its exact bytes.
+        const QByteArray before = serialise(doc);
+        pos::unprove(doc);
+        return serialise(doc) == before ? edit_t::unchanged : edit_t::changed;
+    }
+    bool removed = false;
+    if (!pos::removeMechanism(doc, request.mechanism, removed)) {
+        std::fprintf(stderr, "%s: a mechanism could not be removed\n", path.c_str());
         return edit_t::failed;
     }
+    return removed ? edit_t::changed : edit_t::unchanged;
+}
+
+// The DOM rewrite: loads the file, applies the operation and writes the
+// document whole to `out`; `edited` keeps it for the check.
+edit_t editDocument(std::string const& path, std::FILE* out, edit_request_t const& request,
+                    QDomDocument& edited) {
+    if (!load_po_file(path, edited))
+        return edit_t::failed;
+    const edit_t result = editDom(path, request, edited);
     if (result == edit_t::changed) {
         const QByteArray content = serialise(edited);
         if (std::fwrite(content.constData(), 1, static_cast<std::size_t>(content.size()), out) !=
@@ -137,29 +110,25 @@ edit_t editDocument(std::string const& path, std::FILE* out, dom_edit_t const& e
 // Edits one file, by spans where the scanner takes it, else through the
 // DOM; writes it, or prints it for a dry run, only once the new content is
 // known to read as the operation means.
-edit_t editFile(std::string const& path, edit_request_t const& request, bool dry_run,
-                dom_edit_t const& domEdit) {
-    std::string error;
+edit_t editFile(std::string const& path, edit_request_t const& request, bool dry_run) {
+    std::string error = "no temporary file can be made";
     std::unique_ptr<replacement_t> replacement;
-    std::unique_ptr<scratch_t> scratch;
-    if (dry_run)
-        scratch = std::make_unique<scratch_t>();
-    else
+    // A dry run's output is checked like any rewrite before it is printed.
+    QTemporaryFile scratch(QDir::tempPath() + QStringLiteral("/pomaint.XXXXXX"));
+    file_t own(nullptr, &std::fclose);
+    if (!dry_run)
         replacement = replacement_t::begin(path, error);
-    std::FILE* out = replacement ? replacement->stream() : scratch ? scratch->file.get() : nullptr;
-    const std::string written = replacement ? replacement->tempPath()
-                                : scratch   ? scratch->path
-                                            : "";
+    else if (scratch.open())
+        own.reset(std::fopen(QFile::encodeName(scratch.fileName()).constData(), "w+b"));
     // Without a place to write, the edit still tells whether the file would change.
-    file_t discard;
-    if (!out) {
-        discard.reset(std::fopen("/dev/null", "wb"));
-        out = discard.get();
-        if (dry_run)
-            error = "no temporary file can be made";
-    }
+    const bool discard = !replacement && !own;
+    if (discard)
+        own.reset(std::fopen("/dev/null", "wb"));
+    std::FILE* out = replacement ? replacement->stream() : own.get();
     if (!out)
         return edit_t::failed;
+    const std::string written =
+        replacement ? replacement->tempPath() : QFile::encodeName(scratch.fileName()).toStdString();
 
     QByteArray expected;
     QDomDocument edited;
@@ -167,18 +136,18 @@ edit_t editFile(std::string const& path, edit_request_t const& request, bool dry
     const bool bySpans = result.has_value();
     if (!bySpans) {
         clear(out);
-        result = editDocument(path, out, domEdit, edited);
+        result = editDocument(path, out, request, edited);
     }
     if (*result != edit_t::changed)
         return *result;
     if (discard) {
-        reportUnwritable(path, error);
+        reportRefused(path, "", error);
         return edit_t::failed;
     }
     const std::optional<std::string> why =
         bySpans ? checkSpans(written, expected) : differenceAfterRewrite(written, edited);
     if (why) {
-        reportInexact(path, *why);
+        reportRefused(path, " exactly", *why);
         return edit_t::failed;
     }
     if (dry_run) {
@@ -191,20 +160,26 @@ edit_t editFile(std::string const& path, edit_request_t const& request, bool dry
         return edit_t::changed;
     }
     if (!replacement->commit(error)) {
-        reportUnwritable(path, error);
+        reportRefused(path, "", error);
         return edit_t::failed;
     }
     std::printf("%s\n", path.c_str());
     return edit_t::changed;
 }
 
-// Edits each file; answers the exit status and counts the files examined
-// and changed.
-int edit_files(std::vector<std::string> const& files, bool dry_run, edit_request_t const& request,
-               dom_edit_t const& edit, int& examined, int& changed) {
-    int status = 0;
+} // namespace
+
+int run_edit(std::vector<std::string> const& files, edit_request_t const& request, bool dry_run) {
+    int status = 0, examined = 0, changed = 0;
     for (std::string const& path : files) {
-        const edit_t result = editFile(path, request, dry_run, edit);
+        edit_t result;
+        try {
+            result = editFile(path, request, dry_run);
+        } catch (pos::unknown_status_error const& unknown) {
+            // A rule meets a status value that the count does not read.
+            report_unknown_status(path, unknown);
+            result = edit_t::failed;
+        }
         if (result == edit_t::failed) {
             status = EXIT_TROUBLE;
             continue;
@@ -213,43 +188,11 @@ int edit_files(std::vector<std::string> const& files, bool dry_run, edit_request
         if (result == edit_t::changed)
             ++changed;
     }
-    return status;
-}
-
-} // namespace
-
-int run_unprove(std::vector<std::string> const& files, bool dry_run) {
-    int examined = 0, changed = 0;
-    return edit_files(
-        files, dry_run, edit_request_t{edit_op_t::unprove, {}},
-        [](std::string const&, QDomDocument& doc) {
-            // A file that was already unproved keeps its exact bytes.
-            const QByteArray before = serialise(doc);
-            pos::unprove(doc);
-            return serialise(doc) == before ? edit_t::unchanged : edit_t::changed;
-        },
-        examined, changed);
-}
-
-int run_remove_mechanism(std::vector<std::string> const& files, std::string const& name,
-                         bool dry_run) {
-    int examined = 0, changed = 0;
-    int status = edit_files(
-        files, dry_run, edit_request_t{edit_op_t::remove_mechanism, name},
-        [&name](std::string const& path, QDomDocument& doc) {
-            bool removed = false;
-            if (!pos::removeMechanism(doc, name, removed)) {
-                std::fprintf(stderr, "%s: a mechanism could not be removed\n", path.c_str());
-                return edit_t::failed;
-            }
-            return removed ? edit_t::changed : edit_t::unchanged;
-        },
-        examined, changed);
     // A misspelt name must not pass for a file that has nothing to remove;
     // when no file could be read, there is nothing to say about the name.
-    if (examined > 0 && changed == 0) {
+    if (request.op == edit_op_t::remove_mechanism && examined > 0 && changed == 0) {
         std::fprintf(stderr, "pomaint: no mechanism named \"%s\" in the selected files\n",
-                     name.c_str());
+                     request.mechanism.c_str());
         if (status == 0)
             status = EXIT_INCONSISTENT;
     }

@@ -39,10 +39,11 @@ int main(int argc, char* argv[]) {
         status = run_mechanisms(*files);
         break;
     case command_t::unprove:
-        status = run_unprove(*files, options.dry_run);
+        status = run_edit(*files, {edit_op_t::unprove, {}}, options.dry_run);
         break;
     case command_t::remove_mechanism:
-        status = run_remove_mechanism(*files, options.mechanism, options.dry_run);
+        status =
+            run_edit(*files, {edit_op_t::remove_mechanism, options.mechanism}, options.dry_run);
         break;
     }
     // A listing or a dry run that did not reach its reader is a failure.

@@ -8,7 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
+#include <utility>
 
 namespace {
 
@@ -35,21 +35,17 @@ void add_signals(sigset_t& set) {
         ::sigaddset(&set, sig);
 }
 
-// Installs the handler once, except for a signal the process ignores (as
-// under nohup), which it keeps ignoring.
+// Installs the handler, except for a signal the process ignores (as under
+// nohup), which it keeps ignoring. Installing it again changes nothing.
 void handle_signals() {
-    static bool const installed = [] {
-        struct sigaction action {};
-        action.sa_handler = remove_pending;
-        add_signals(action.sa_mask);
-        for (int sig : STOPPING_SIGNALS) {
-            struct sigaction old {};
-            if (::sigaction(sig, nullptr, &old) == 0 && old.sa_handler != SIG_IGN)
-                ::sigaction(sig, &action, nullptr);
-        }
-        return true;
-    }();
-    (void)installed;
+    struct sigaction action {};
+    action.sa_handler = remove_pending;
+    add_signals(action.sa_mask);
+    for (int sig : STOPPING_SIGNALS) {
+        struct sigaction old {};
+        if (::sigaction(sig, nullptr, &old) == 0 && old.sa_handler != SIG_IGN)
+            ::sigaction(sig, &action, nullptr);
+    }
 }
 
 // While it lives, the signals wait: the pending path changes hands whole.
@@ -75,9 +71,8 @@ std::string directoryOf(std::string const& path) {
 
 } // namespace
 
-replacement_t::replacement_t(std::string path_, std::string temp_, struct stat const& original_,
-                             std::FILE* out_)
-    : path(std::move(path_)), temp(std::move(temp_)), original(original_), out(out_) {}
+replacement_t::replacement_t(std::string path_, std::string temp_, struct stat const& original_)
+    : path(std::move(path_)), temp(std::move(temp_)), original(original_) {}
 
 replacement_t::~replacement_t() {
     if (out)
@@ -89,90 +84,72 @@ replacement_t::~replacement_t() {
 }
 
 std::unique_ptr<replacement_t> replacement_t::begin(std::string const& path, std::string& error) {
-    struct stat status;
-    if (::lstat(path.c_str(), &status) != 0) {
-        error = std::strerror(errno);
+    const auto fail = [&error](int code) {
+        error = std::strerror(code);
         return nullptr;
-    }
+    };
+    struct stat status;
+    if (::lstat(path.c_str(), &status) != 0)
+        return fail(errno);
     if (S_ISLNK(status.st_mode)) {
         error = "a symbolic link; edit the file it points to";
         return nullptr;
     }
     // The rename would succeed over a read-only file in a writable directory;
     // the file's own permission is the owner's intent and is honoured.
-    if (::access(path.c_str(), W_OK) != 0) {
-        error = std::strerror(errno);
-        return nullptr;
-    }
+    if (::access(path.c_str(), W_OK) != 0)
+        return fail(errno);
     const std::string::size_type slash = path.rfind('/');
-    const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-    std::string temp = directoryOf(path) + "." + base + ".XXXXXX";
-    if (temp.size() >= sizeof pending) {
-        error = std::strerror(ENAMETOOLONG);
-        return nullptr;
-    }
-    std::vector<char> name(temp.begin(), temp.end());
-    name.push_back('\0');
+    std::string temp = path.substr(0, slash + 1) + "." + path.substr(slash + 1) + ".XXXXXX";
+    if (temp.size() >= sizeof pending)
+        return fail(ENAMETOOLONG);
     handle_signals();
+    std::unique_ptr<replacement_t> replacement;
     int fd;
     {
         signals_held_t const held;
-        fd = ::mkostemp(name.data(), O_CLOEXEC);
-        if (fd >= 0) {
-            std::memcpy(pending, name.data(), name.size());
-            armed = 1;
-        }
+        fd = ::mkostemp(temp.data(), O_CLOEXEC);
+        if (fd < 0)
+            return fail(errno);
+        std::memcpy(pending, temp.c_str(), temp.size() + 1);
+        armed = 1;
+        replacement.reset(new replacement_t(path, temp, status));
     }
-    if (fd < 0) {
-        error = std::strerror(errno);
-        return nullptr;
-    }
-    temp = name.data();
-    std::FILE* out = ::fdopen(fd, "wb");
-    if (!out) {
-        error = std::strerror(errno);
+    // From here on the replacement's end removes the temporary file.
+    replacement->out = ::fdopen(fd, "wb");
+    if (!replacement->out) {
+        const int code = errno;
         ::close(fd);
-        signals_held_t const held;
-        ::unlink(temp.c_str());
-        armed = 0;
-        return nullptr;
+        return fail(code);
     }
-    return std::unique_ptr<replacement_t>(new replacement_t(path, temp, status, out));
+    return replacement;
 }
 
 bool replacement_t::commit(std::string& error) {
     const int fd = ::fileno(out);
     bool ok = std::fflush(out) == 0 && !std::ferror(out);
-    if (ok) {
-        // Owner first: changing it clears the set-user and set-group bits
-        // that the mode then restores. Only root may give the file away;
-        // others may still keep its group when they belong to it.
-        if (::fchown(fd, original.st_uid, original.st_gid) != 0 &&
-            ::fchown(fd, static_cast<uid_t>(-1), original.st_gid) != 0) {
-            // The user's own uid and gid then: nothing else is allowed.
-        }
-        ok = ::fchmod(fd, original.st_mode & 07777) == 0 && ::fdatasync(fd) == 0;
+    // Owner first: changing it clears the set-user and set-group bits that
+    // the mode then restores. Only root may give the file away; others may
+    // still keep its group when they belong to it.
+    if (ok && ::fchown(fd, original.st_uid, original.st_gid) != 0 &&
+        ::fchown(fd, static_cast<uid_t>(-1), original.st_gid) != 0) {
+        // The user's own uid and gid then: nothing else is allowed.
     }
-    if (!ok)
+    ok = ok && ::fchmod(fd, original.st_mode & 07777) == 0 && ::fdatasync(fd) == 0 &&
+         std::fclose(std::exchange(out, nullptr)) == 0;
+    if (!ok) {
         error = std::strerror(errno);
-    const bool closed = std::fclose(out) == 0;
-    out = nullptr;
-    if (ok && !closed) {
-        error = std::strerror(errno);
-        ok = false;
-    }
-    if (ok) {
-        signals_held_t const held;
-        if (::rename(temp.c_str(), path.c_str()) != 0) {
-            error = std::strerror(errno);
-            ok = false;
-        } else {
-            committed = true;
-            armed = 0;
-        }
-    }
-    if (!ok)
         return false;
+    }
+    {
+        signals_held_t const held;
+        committed = ::rename(temp.c_str(), path.c_str()) == 0;
+        if (!committed) {
+            error = std::strerror(errno);
+            return false;
+        }
+        armed = 0;
+    }
     // The rename itself reaches the disk with the directory.
     const int dir = ::open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (dir >= 0) {
@@ -180,16 +157,4 @@ bool replacement_t::commit(std::string& error) {
         ::close(dir);
     }
     return true;
-}
-
-bool replace_file(std::string const& path, QByteArray const& content, std::string& error) {
-    auto replacement = replacement_t::begin(path, error);
-    if (!replacement)
-        return false;
-    if (std::fwrite(content.constData(), 1, static_cast<std::size_t>(content.size()),
-                    replacement->stream()) != static_cast<std::size_t>(content.size())) {
-        error = std::strerror(errno);
-        return false;
-    }
-    return replacement->commit(error);
 }

@@ -3,8 +3,6 @@
 #ifndef POMAINT_SAFE_WRITE_H
 #define POMAINT_SAFE_WRITE_H
 
-#include <QByteArray>
-
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -35,15 +33,12 @@ public:
     bool commit(std::string& error);
 
 private:
-    replacement_t(std::string path, std::string temp, struct stat const& original, std::FILE* out);
+    replacement_t(std::string path, std::string temp, struct stat const& original);
     std::string path;
     std::string temp;
     struct stat original;
-    std::FILE* out;
+    std::FILE* out = nullptr;
     bool committed = false;
 };
-
-// replacement_t for a content held in memory.
-bool replace_file(std::string const& path, QByteArray const& content, std::string& error);
 
 #endif

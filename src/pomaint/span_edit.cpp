@@ -62,14 +62,6 @@ void record_digest_t::endObligation(pos::obligation_record_t const& obligation) 
 span_editor_t::span_editor_t(std::FILE* original, std::FILE* out, edit_request_t const& request)
     : in_(original), out_(out), request_(request) {}
 
-void span_editor_t::restart() {
-    throw not_by_spans_t{};
-}
-
-void span_editor_t::endObligation(pos::obligation_record_t const& obligation) {
-    expected_.endObligation(obligation);
-}
-
 // Reads the original up to `offset`, copying what it reads unless `skip`.
 // Read, not sought: a seek would drop the stream's buffer at every edit.
 void span_editor_t::copyTo(std::uint64_t offset, bool skip) {
@@ -101,14 +93,16 @@ void span_editor_t::replace(std::uint64_t begin, std::uint64_t end, std::string_
     changed_ = true;
 }
 
-// The DOM sets an attribute to the same value without a trace.
-void span_editor_t::setStatus(pos::tag_span_t const& tag, pos::attr_t value,
+// The DOM sets an attribute to the same value without a trace. `value`
+// then reads `word`, which outlives the goal's handling.
+void span_editor_t::setStatus(pos::tag_span_t const& tag, pos::attr_t& value,
                               std::string const& word) {
     if (!tag.status.quote)
         replace(tag.insert, tag.insert,
                 " " + statusName_ + "=" + tag.addQuote + word + tag.addQuote);
     else if (*value != word)
         replace(tag.status.value.begin, tag.status.value.end, word);
+    value = word;
 }
 
 void span_editor_t::goal(pos::goal_record_t const& goal) {
@@ -116,22 +110,16 @@ void span_editor_t::goal(pos::goal_record_t const& goal) {
         throw not_by_spans_t{};
     std::vector<pos::mechanism_record_t> mechanisms(goal.mechanisms.begin(), goal.mechanisms.end());
     pos::goal_record_t after = goal;
-    std::string status;
     static const std::string words[] = {pos::strOfProofStatus(pos::UNPROVED).toStdString(),
                                         {},
                                         pos::strOfProofStatus(pos::UNRELIABLY_PROVED).toStdString(),
                                         pos::strOfProofStatus(pos::PROVED).toStdString(),
                                         pos::strOfProofStatus(pos::DISPROVED).toStdString()};
-    const auto word = [](pos::status_t s) { return words[s]; };
     if (request_.op == edit_op_t::unprove) {
-        status = word(pos::unprovedStatus(goal));
-        setStatus(goal.tag, goal.status, status);
-        after.status = status;
+        setStatus(goal.tag, after.status, words[pos::unprovedStatus(goal)]);
         static const std::string unproved = pos::ATTR_VALUE_UNPROVED.toStdString();
-        for (std::size_t i = 0; i < mechanisms.size(); ++i) {
-            setStatus(mechanisms[i].tag, mechanisms[i].status, unproved);
-            mechanisms[i].status = unproved;
-        }
+        for (pos::mechanism_record_t& m : mechanisms)
+            setStatus(m.tag, m.status, unproved);
     } else {
         const std::size_t index = pos::mechanismToRemove(goal, request_.mechanism);
         if (index != pos::NO_MECHANISM) {
@@ -140,17 +128,14 @@ void span_editor_t::goal(pos::goal_record_t const& goal) {
             // and the DOM keeps the two apart.
             if (m.textBefore || m.textAfter)
                 throw not_by_spans_t{};
-            if (const auto s = pos::statusAfterRemoval(goal, index)) {
-                status = word(*s);
-                setStatus(goal.tag, goal.status, status);
-                after.status = status;
-            }
+            if (const auto s = pos::statusAfterRemoval(goal, index))
+                setStatus(goal.tag, after.status, words[*s]);
             replace(m.blanks, m.element.end, {});
             mechanisms.erase(mechanisms.begin() + static_cast<std::ptrdiff_t>(index));
         }
     }
     after.mechanisms = {mechanisms.data(), mechanisms.size()};
-    expected_.goal(after);
+    record_digest_t::goal(after);
 }
 
 bool span_editor_t::finish() {

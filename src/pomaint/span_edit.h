@@ -43,21 +43,19 @@ private:
 };
 
 // Takes the goals of `original` (the file being read, at its start) and
-// writes the edited file to `out`. Hashes the records that the edited file
-// must hold: the operation applied to each goal.
-class span_editor_t : public pos::goal_consumer_t {
+// writes the edited file to `out`. Hashes, as its digest, the records that
+// the edited file must hold: the operation applied to each goal.
+class span_editor_t : public record_digest_t {
 public:
     span_editor_t(std::FILE* original, std::FILE* out, edit_request_t const& request);
-    void restart() override;
     void goal(pos::goal_record_t const& goal) override;
-    void endObligation(pos::obligation_record_t const& obligation) override;
     // Copies what follows the last goal; false when a read or write failed.
     bool finish();
     bool changed() const { return changed_; }
-    QByteArray expected() const { return expected_.result(); }
+    QByteArray expected() const { return result(); }
 
 private:
-    void setStatus(pos::tag_span_t const& tag, pos::attr_t value, std::string const& word);
+    void setStatus(pos::tag_span_t const& tag, pos::attr_t& value, std::string const& word);
     void replace(std::uint64_t begin, std::uint64_t end, std::string_view text);
     void copyTo(std::uint64_t offset, bool skip);
 
@@ -66,7 +64,6 @@ private:
     edit_request_t request_;
     std::uint64_t at_ = 0; // bytes of the original consumed
     bool changed_ = false, failed_ = false;
-    record_digest_t expected_;
     const std::string statusName_ = pos::ATTR_STATUS.toStdString();
 };
 

@@ -1,45 +1,48 @@
 #include "pomaint/undecodable.h"
 
+#include <QFile>
 #include <QRegularExpression>
 #include <QTextCodec>
 
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
 namespace {
 
-// The codec the DOM reader's input source starts with, from the first bytes.
+// The codec the DOM reader's input source starts with, from the first bytes:
+// the first of these starts that the data has, else UTF-8.
 QTextCodec* initialCodec(QByteArray const& data) {
-    const auto at = [&data](int i) { return i < data.size() ? static_cast<uchar>(data[i]) : -1; };
-    int mib = 106; // UTF-8
-    if ((at(0) == 0 && at(1) == 0 && at(2) == 0xFE && at(3) == 0xFF) ||
-        (at(0) == 0xFF && at(1) == 0xFE && at(2) == 0 && at(3) == 0))
-        mib = 1017; // UTF-32 with a byte order mark
-    else if (at(0) == '<' && at(1) == 0 && at(2) == 0 && at(3) == 0)
-        mib = 1019; // UTF-32LE
-    else if (at(0) == 0 && at(1) == 0 && at(2) == 0 && at(3) == '<')
-        mib = 1018; // UTF-32BE
-    else if ((at(0) == 0xFE && at(1) == 0xFF) || (at(0) == 0xFF && at(1) == 0xFE))
-        mib = 1015; // UTF-16 with a byte order mark
-    else if (at(0) == '<' && at(1) == 0)
-        mib = 1014; // UTF-16LE
-    else if (at(0) == 0 && at(1) == '<')
-        mib = 1013; // UTF-16BE
-    return QTextCodec::codecForMib(mib);
+    using namespace std::string_view_literals;
+    static const std::pair<std::string_view, int> starts[] = {
+        {"\0\0\xFE\xFF"sv, 1017}, {"\xFF\xFE\0\0"sv, 1017}, // UTF-32 with a byte order mark
+        {"<\0\0\0"sv, 1019},                                // UTF-32LE
+        {"\0\0\0<"sv, 1018},                                // UTF-32BE
+        {"\xFE\xFF"sv, 1015},     {"\xFF\xFE"sv, 1015},     // UTF-16 with a byte order mark
+        {"<\0"sv, 1014},                                    // UTF-16LE
+        {"\0<"sv, 1013},                                    // UTF-16BE
+    };
+    for (auto const& [start, mib] : starts)
+        if (data.startsWith(QByteArray::fromRawData(start.data(), static_cast<int>(start.size()))))
+            return QTextCodec::codecForMib(mib);
+    return QTextCodec::codecForMib(106);
 }
 
 } // namespace
 
-undecodable_t firstUndecodable(QByteArray const& data) {
-    undecodable_t result;
+bool decodes_cleanly(std::string const& path) {
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly))
+        return true; // gone since it was loaded: nothing to judge
+    const QByteArray data = file.readAll();
     QTextCodec* codec = initialCodec(data);
     static const QRegularExpression declaration(
         QStringLiteral("^\\s*<\\?xml\\s[^>]*?encoding\\s*=\\s*[\"']([^\"']+)[\"']"));
     const QRegularExpressionMatch match = declaration.match(codec->toUnicode(data.left(1024)));
-    if (match.hasMatch()) {
-        if (QTextCodec* named = QTextCodec::codecForName(match.captured(1).toLatin1())) {
-            codec = named;
-            result.declared = true;
-        }
-    }
-    result.encoding = QString::fromLatin1(codec->name());
+    QTextCodec* const declared =
+        match.hasMatch() ? QTextCodec::codecForName(match.captured(1).toLatin1()) : nullptr;
+    if (declared)
+        codec = declared;
     // How many characters a prefix leaves undecoded; it only grows with the
     // prefix, so the first bad byte is found by halving.
     const auto bad = [codec, &data](int size, bool atEnd) {
@@ -48,7 +51,7 @@ undecodable_t firstUndecodable(QByteArray const& data) {
         return state.invalidChars > 0 || (atEnd && state.remainingChars > 0);
     };
     if (!bad(data.size(), true))
-        return result;
+        return true;
     int good = 0, worse = data.size();
     while (worse - good > 1) {
         const int middle = good + (worse - good) / 2;
@@ -57,7 +60,12 @@ undecodable_t firstUndecodable(QByteArray const& data) {
     // The bad sequence began with the bytes the decoder still held.
     QTextCodec::ConverterState held;
     const QString before = codec->toUnicode(data.constData(), worse - 1, &held);
-    result.byte = static_cast<uchar>(data[worse - 1 - held.remainingChars]);
-    result.line = before.count(QLatin1Char('\n')) + 1;
-    return result;
+    std::fprintf(
+        stderr,
+        "%s:%d: byte 0x%02X is not valid %s%s; a rewrite would lose it, so the file is "
+        "left unchanged\n",
+        path.c_str(), before.count(QLatin1Char('\n')) + 1,
+        static_cast<uchar>(data[worse - 1 - held.remainingChars]), codec->name().constData(),
+        declared ? ", the encoding the file declares" : " and the file declares no encoding");
+    return false;
 }

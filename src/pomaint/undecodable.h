@@ -1,20 +1,13 @@
 // Whether a rewrite would lose bytes of a file: those the DOM reader cannot
-// decode in the encoding it reads the file in.
+// decode in the encoding it reads the file in (from a byte order mark or the
+// XML declaration, UTF-8 otherwise). It reads such a byte as U+FFFD.
 #ifndef POMAINT_UNDECODABLE_H
 #define POMAINT_UNDECODABLE_H
 
-#include <QByteArray>
-#include <QString>
+#include <string>
 
-// The first byte of `data` that the DOM reader cannot decode in the encoding
-// it reads the document in (from a byte order mark or the XML declaration,
-// UTF-8 otherwise); it reads such a byte as U+FFFD, so a rewrite would lose it.
-struct undecodable_t {
-    int line = 0; // 1-based; 0 when every byte decodes
-    unsigned char byte = 0;
-    QString encoding; // the encoding the document is read in
-    bool declared = false;
-};
-undecodable_t firstUndecodable(QByteArray const& data);
+// False, after naming the file, the line (1-based) and the first such byte
+// on standard error, when the file holds one: it must not be rewritten.
+bool decodes_cleanly(std::string const& path);
 
 #endif
