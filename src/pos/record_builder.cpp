@@ -1,13 +1,19 @@
 #include "pos/record_builder.h"
 
+#include <algorithm>
+
 namespace pos {
 
-attr_t record_builder_t::keep(attr_t value) {
-    if (!value)
-        return std::nullopt;
-    if (used_ == texts_.size())
-        texts_.push_back(std::make_unique<std::string>());
-    return std::string_view(texts_[used_++]->assign(*value));
+void record_builder_t::nextBlock(std::size_t size) {
+    while (block_ < blocks_.size() && blocks_[block_].size < size)
+        ++block_;
+    if (block_ == blocks_.size()) {
+        const std::size_t n = std::max<std::size_t>(size, 4096);
+        blocks_.push_back({std::make_unique<char[]>(n), n});
+    }
+    free_ = blocks_[block_].bytes.get();
+    limit_ = free_ + blocks_[block_].size;
+    ++block_;
 }
 
 void record_builder_t::start(role_t role, long long line, attr_t name, attr_t status,
@@ -21,7 +27,8 @@ void record_builder_t::start(role_t role, long long line, attr_t name, attr_t st
         break;
     case role_t::goal: {
         inGoal_ = true;
-        used_ = 0;
+        block_ = 0;
+        free_ = limit_ = nullptr;
         mechanisms_.clear();
         drivers_.clear();
         const std::uint32_t number = goal_.number + 1;

@@ -6,6 +6,7 @@
 
 #include "pos/pos.h"
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -90,7 +91,19 @@ public:
 
 private:
     void ended(role_t role);
-    attr_t keep(attr_t value);
+    attr_t keep(attr_t value) {
+        if (!value)
+            return std::nullopt;
+        const std::size_t n = value->size();
+        if (static_cast<std::size_t>(limit_ - free_) < n)
+            nextBlock(n);
+        char* to = free_;
+        if (n)
+            std::memcpy(to, value->data(), n);
+        free_ += n;
+        return std::string_view(to, n);
+    }
+    void nextBlock(std::size_t size);
 
     goal_consumer_t& consumer_;
     obligation_record_t obligation_;
@@ -99,10 +112,16 @@ private:
     goal_record_t goal_;
     std::vector<mechanism_record_t> mechanisms_;
     std::vector<driver_record_t> drivers_;
-    // The goal's values, each in a string that stays where it is; the
-    // strings are reused from goal to goal.
-    std::vector<std::unique_ptr<std::string>> texts_;
-    std::size_t used_ = 0;
+    // The goal's values, copied into blocks that never move; the blocks are
+    // reused from goal to goal.
+    struct block_t {
+        std::unique_ptr<char[]> bytes;
+        std::size_t size;
+    };
+    std::vector<block_t> blocks_;
+    // The next block to use, and the free bytes of the one in use.
+    std::size_t block_ = 0;
+    char *free_ = nullptr, *limit_ = nullptr;
 };
 
 } // namespace pos

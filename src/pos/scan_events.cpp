@@ -3,10 +3,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 // A scanner for the form that PO files take in practice. It proves each
 // construct it meets to be well-formed and read by the DOM reader's parser as
@@ -18,8 +23,9 @@ namespace pos {
 namespace {
 
 // Zero bytes after the data: every scanning loop stops on them, and a
-// construct that needs one of them needs more data.
-constexpr std::size_t SENTINEL = 8;
+// construct that needs one of them needs more data. More than one vector load
+// and the byte after it read past the data.
+constexpr std::size_t SENTINEL = 32;
 // Far from the nesting limit; names as long as any real PO file has.
 constexpr std::size_t MAX_NAME = 256;
 constexpr std::size_t MAX_DEPTH = 256;
@@ -27,38 +33,177 @@ constexpr int MAX_ATTRIBUTES = 32;
 
 using uchar = unsigned char;
 
-// Byte classes for the scanning loops.
-enum : uchar { PLAIN, STOP, AMP, BRACKET, HIGH, CR, BAD };
-
 struct Tables {
-    std::array<uchar, 256> text{};  // content between tags
-    std::array<uchar, 256> value{}; // inside a quoted attribute value
     std::array<bool, 256> nameStart{};
     std::array<bool, 256> name{};
     std::array<bool, 256> blank{};
     Tables() {
         for (int c = 0; c < 256; ++c) {
-            const bool control = c < 0x20 || c == 0x7F;
-            text[c] = control ? BAD : c >= 0x80 ? HIGH : PLAIN;
-            // A tab or a line break in a value: the parser keeps them as they are.
-            value[c] = text[c];
             nameStart[c] = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
             name[c] = nameStart[c] || (c >= '0' && c <= '9') || c == '-' || c == '.';
             blank[c] = c == ' ' || c == '\t' || c == '\n';
         }
-        text['\t'] = text['\n'] = PLAIN;
-        text['\r'] = CR;
-        text['<'] = STOP;
-        text['&'] = AMP;
-        text[']'] = BRACKET;
-        value['<'] = BAD;
-        value['&'] = AMP;
-        value['"'] = STOP;
-        value['\''] = STOP;
     }
 };
 
 const Tables tables;
+
+// A few of the format's ASCII names (of 16 bytes at most, told apart by
+// their first byte and one compare of 16 bytes: the scanner's buffer holds 16
+// bytes from any byte of its data on).
+class names_t {
+public:
+    names_t(std::initializer_list<QString const*> names) {
+        for (QString const* name : names) {
+            const std::string bytes = name->toStdString();
+            word_t w{name, bytes.size(), {}};
+            std::memcpy(w.bytes.data(), bytes.data(), std::min<std::size_t>(w.size, 16));
+            byFirst_[w.bytes[0]] |= 1u << words_.size();
+            words_.push_back(w);
+        }
+    }
+    // The index of the name that starts at `p`, and its size; -1 when the
+    // name there is none of them.
+    int match(const uchar* p, std::size_t& size) const {
+        unsigned candidates = byFirst_[*p];
+        if (!candidates)
+            return -1;
+#ifdef __SSE2__
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+#endif
+        for (; candidates; candidates &= candidates - 1) {
+            const int i = __builtin_ctz(candidates);
+            word_t const& w = words_[static_cast<std::size_t>(i)];
+#ifdef __SSE2__
+            const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(
+                bytes, _mm_loadu_si128(reinterpret_cast<const __m128i*>(w.bytes.data())))));
+            const unsigned all = (1u << w.size) - 1;
+            if ((same & all) == all && !tables.name[p[w.size]])
+                return size = w.size, i;
+#else
+            if (std::memcmp(p, w.bytes.data(), w.size) == 0 && !tables.name[p[w.size]])
+                return size = w.size, i;
+#endif
+        }
+        return -1;
+    }
+    QString const* name(int i) const {
+        return i < 0 ? nullptr : words_[std::size_t(i)].name;
+    }
+
+private:
+    struct word_t {
+        QString const* name;
+        std::size_t size;
+        std::array<uchar, 16> bytes;
+    };
+    std::vector<word_t> words_;
+    // The words by first byte, as bits.
+    std::array<unsigned, 256> byFirst_{};
+};
+
+// The element names that give a role, and the attributes that the records
+// carry.
+names_t const& elementNames() {
+    static const names_t names{&TAG_SIMPLE_GOAL,      &TAG_MECHANISM, &TAG_DRIVER,
+                               &TAG_PROOF_STATE,      &TAG_IAPA,      &TAG_STATUS,
+                               &TAG_PROOF_OBLIGATION, &TAG_TAG};
+    return names;
+}
+
+names_t const& attributeNames() {
+    static const names_t names{&ATTR_STATUS, &ATTR_NAME, &ATTR_PROOF_STATE, &ATTR_VALUE};
+    return names;
+}
+
+// The first byte from `q` on that no name holds.
+const uchar* nameEnd(const uchar* q) {
+#ifdef __SSE2__
+    for (;; q += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+        const __m128i lower = _mm_or_si128(v, _mm_set1_epi8(0x20));
+        // Signed: the bytes of 0x80 or more are below every bound.
+        __m128i in = _mm_and_si128(_mm_cmpgt_epi8(lower, _mm_set1_epi8('a' - 1)),
+                                   _mm_cmplt_epi8(lower, _mm_set1_epi8('z' + 1)));
+        in = _mm_or_si128(in, _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8('0' - 1)),
+                                            _mm_cmplt_epi8(v, _mm_set1_epi8('9' + 1))));
+        in = _mm_or_si128(in, _mm_cmpeq_epi8(v, _mm_set1_epi8('_')));
+        in = _mm_or_si128(in, _mm_cmpeq_epi8(v, _mm_set1_epi8('-')));
+        in = _mm_or_si128(in, _mm_cmpeq_epi8(v, _mm_set1_epi8('.')));
+        const unsigned out = static_cast<unsigned>(_mm_movemask_epi8(in)) ^ 0xFFFFu;
+        if (out)
+            return q + __builtin_ctz(out);
+    }
+#else
+    while (tables.name[*q])
+        ++q;
+    return q;
+#endif
+}
+
+// The first byte from `q` on that plain text cannot hold as it is: '<', '&',
+// ']', a control other than tab and line feed, DEL or a byte of 0x80 or more.
+// Counts the line feeds before it into `lines`, and sets `text` when a byte
+// before it is not blank.
+const uchar* textStop(const uchar* q, long long& lines, bool& text) {
+#ifdef __SSE2__
+    const __m128i space = _mm_set1_epi8(' '), tab = _mm_set1_epi8('\t'), feed = _mm_set1_epi8('\n');
+    for (;; q += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+        const __m128i nl = _mm_cmpeq_epi8(v, feed);
+        const __m128i allowed = _mm_or_si128(nl, _mm_cmpeq_epi8(v, tab));
+        // Signed: the controls and the bytes of 0x80 or more.
+        __m128i stop = _mm_andnot_si128(allowed, _mm_cmplt_epi8(v, space));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8('<')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8('&')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8(']')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8(0x7F)));
+        const unsigned s = static_cast<unsigned>(_mm_movemask_epi8(stop));
+        const unsigned before = s ? (s & (0u - s)) - 1 : 0xFFFFu;
+        for (unsigned n = static_cast<unsigned>(_mm_movemask_epi8(nl)) & before; n; n &= n - 1)
+            ++lines;
+        const unsigned blanks = static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_or_si128(allowed, _mm_cmpeq_epi8(v, space))));
+        if (~blanks & before)
+            text = true;
+        if (s)
+            return q + __builtin_ctz(s);
+    }
+#else
+    for (;; ++q) {
+        const uchar c = *q;
+        if (c == '\n')
+            ++lines;
+        else if (c != ' ' && c != '\t' &&
+                 (c < 0x20 || c >= 0x7F || c == '<' || c == '&' || c == ']'))
+            return q;
+        else if (c != ' ' && c != '\t')
+            text = true;
+    }
+#endif
+}
+
+// The first byte from `q` on that a value cannot hold as it is: its quote,
+// '<', '&', a control, DEL or a byte of 0x80 or more.
+const uchar* valueStop(const uchar* q, uchar quote) {
+#ifdef __SSE2__
+    const __m128i space = _mm_set1_epi8(' '), end = _mm_set1_epi8(static_cast<char>(quote));
+    for (;; q += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+        __m128i stop = _mm_or_si128(_mm_cmplt_epi8(v, space), _mm_cmpeq_epi8(v, end));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8('<')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8('&')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8(0x7F)));
+        const unsigned s = static_cast<unsigned>(_mm_movemask_epi8(stop));
+        if (s)
+            return q + __builtin_ctz(s);
+    }
+#else
+    while (*q >= 0x20 && *q < 0x7F && *q != quote && *q != '<' && *q != '&')
+        ++q;
+    return q;
+#endif
+}
 
 // The length of the UTF-8 character at `p` (its first byte 0x80 or more) when
 // it is a shortest form of a character that both readers take alike, else 0:
@@ -103,26 +248,8 @@ int entity(const uchar* p, char& c) {
     return 0;
 }
 
-// Whether the bytes are the name, one of the format's ASCII names.
-bool same(const uchar* a, std::size_t size, QString const& name) {
-    if (size != static_cast<std::size_t>(name.size()))
-        return false;
-    for (std::size_t i = 0; i < size; ++i)
-        if (a[i] != name[static_cast<int>(i)].unicode())
-            return false;
-    return true;
-}
-
-// The line breaks in [from, to). Most calls span one line, where memchr
-// costs less than any loop over the bytes.
-long long breaks(const uchar* from, const uchar* to) {
-    long long n = 0;
-    while ((from = static_cast<const uchar*>(
-                std::memchr(from, '\n', static_cast<std::size_t>(to - from)))) != nullptr) {
-        ++n;
-        ++from;
-    }
-    return n;
+std::string_view view(const uchar* from, const uchar* to) {
+    return {reinterpret_cast<const char*>(from), static_cast<std::size_t>(to - from)};
 }
 
 // What a construct came to: read, refused, or cut by the end of the buffer.
@@ -147,17 +274,29 @@ private:
     step_t startTag();
     step_t endTag();
     step_t text();
-    bool name(const uchar*& begin, std::size_t& size);
-    step_t attributeValue(std::string* out);
+    step_t tagText();
+    bool name(names_t const& known, const uchar*& begin, std::size_t& size, int& which);
+    // Blanks, with CR LF pairs where `crlf`; their line feeds are counted.
+    const uchar* blanks(const uchar* q, bool crlf) {
+        for (;; ++q) {
+            const uchar c = *q;
+            if (c == ' ')
+                continue;
+            if (c > ' ')
+                return q;
+            if (c == '\n')
+                ++lines_;
+            else if (c != '\t' && !(crlf && c == '\r' && q[1] == '\n'))
+                return q;
+        }
+    }
+    step_t attributeValue(std::string* scratch, attr_t& value);
     void report(role_t role, const uchar* open, bool empty);
     void close(role_t role);
-    long long line();
-    std::uint64_t at(const uchar* p) const {
-        return base_ + static_cast<std::uint64_t>(p - buffer_.data());
-    }
+    std::uint64_t at(const uchar* p) const { return origin_ + reinterpret_cast<std::uintptr_t>(p); }
     tag_span_t tagSpan() const {
         const uchar quote = firstQuote_ ? firstQuote_ : fileQuote_ ? fileQuote_ : '"';
-        return {insert_, char(quote), statusAt_};
+        return {insert_, char(quote), spans_[STATUS]};
     }
     // The text of a goal between two of its children (tags or comments): a
     // mechanism takes the blanks before it, and text beside one is noted.
@@ -173,6 +312,8 @@ private:
 
     QFile& file_;
     record_builder_t out_;
+    names_t const& elements_ = elementNames();
+    names_t const& attributes_ = attributeNames();
     std::size_t capacity_;
     // A block of bytes left uninitialised.
     struct block_t {
@@ -187,17 +328,17 @@ private:
         }
     };
     block_t buffer_, spare_;
-    // The file offset of the buffer's first byte.
-    std::uint64_t base_;
+    // The file offset of the buffer's first byte, and that offset less the
+    // byte's address (modulo 2^64).
+    std::uint64_t base_, origin_ = 0;
     const uchar* p_ = nullptr;
     const uchar* end_ = nullptr;
     bool eof_ = false;
     bool rootSeen_ = false;
     bool started_ = false;
 
-    // Line breaks before lineMark_.
+    // Line feeds before p_.
     long long lines_ = 0;
-    const uchar* lineMark_ = nullptr;
 
     // The open elements: their names one after the other, roles, and the
     // first children each has had.
@@ -209,10 +350,13 @@ private:
     };
     std::vector<level_t> levels_;
 
-    // The attributes that the records carry, of the tag being scanned, and
-    // where the edits would change them.
-    std::string status_, name_, value_;
-    attr_span_t statusAt_, nameAt_, valueAt_;
+    // The attributes that the records carry, of the tag being scanned, where
+    // the edits would change them, and the decoded values of those that hold
+    // a reference.
+    enum { STATUS, NAME, VALUE };
+    attr_t values_[3];
+    attr_span_t spans_[3];
+    std::string decoded_[3];
     std::uint64_t insert_ = 0;
     uchar firstQuote_ = 0, fileQuote_ = 0;
     std::string tagText_;
@@ -223,8 +367,6 @@ private:
 
 bool Scanner::refill(const uchar* keep) {
     const std::size_t kept = static_cast<std::size_t>(end_ - keep);
-    if (lineMark_)
-        lines_ += breaks(lineMark_, keep);
     if (started_)
         base_ += static_cast<std::uint64_t>(keep - buffer_.data());
     // A construct that fills the buffer needs a larger one.
@@ -249,8 +391,9 @@ bool Scanner::refill(const uchar* keep) {
     }
     std::memset(next + size, 0, SENTINEL);
     std::swap(buffer_, spare_);
+    origin_ = base_ - reinterpret_cast<std::uintptr_t>(next);
     started_ = true;
-    p_ = lineMark_ = next;
+    p_ = next;
     end_ = p_ + size;
     return true;
 }
@@ -274,11 +417,13 @@ bool Scanner::run() {
             continue;
         }
         const uchar* start = p_;
+        const long long lines = lines_;
         const step_t step = construct();
         if (step == step_t::refused)
             return false;
         if (step == step_t::more) {
             p_ = start;
+            lines_ = lines;
             if (!refill(start))
                 return false;
         }
@@ -300,11 +445,12 @@ step_t Scanner::construct() {
             return startTag();
         }
     }
-    if (!levels_.empty())
-        return text();
+    if (!levels_.empty()) {
+        const role_t role = levels_.back().role;
+        return role == role_t::tag || role == role_t::tag_part ? tagText() : text();
+    }
     // Outside the document element only blanks.
-    while (tables.blank[*p_] || (*p_ == '\r' && p_[1] == '\n'))
-        ++p_;
+    p_ = blanks(p_, true);
     return p_ == end_ || *p_ == '<' ? step_t::done : fail(p_);
 }
 
@@ -333,21 +479,17 @@ step_t Scanner::comment() {
     const uchar* q = p_ + 4;
     for (;;) {
         const uchar c = *q;
-        if (c == '-') {
-            if (q[1] == '-')
-                break;
-            ++q;
-            continue;
-        }
-        const uchar kind = tables.text[c];
-        if (kind == PLAIN || kind == STOP || kind == AMP || kind == BRACKET) {
-            ++q;
-        } else if (kind == HIGH) {
+        if (c == '-' && q[1] == '-')
+            break;
+        if (c == '\n')
+            ++lines_;
+        if (c >= 0x80) {
             const int n = utf8Length(q);
             if (n == 0)
                 return fail(q);
             q += n;
-        } else if (kind == CR && q[1] == '\n') {
+        } else if ((c >= 0x20 && c != 0x7F) || c == '\t' || c == '\n' ||
+                   (c == '\r' && q[1] == '\n')) {
             ++q;
         } else {
             return fail(q); // a control character, or the end of the data
@@ -363,59 +505,61 @@ step_t Scanner::comment() {
     return step_t::done;
 }
 
-bool Scanner::name(const uchar*& begin, std::size_t& size) {
+inline bool Scanner::name(names_t const& known, const uchar*& begin, std::size_t& size,
+                          int& which) {
     begin = p_;
+    if ((which = known.match(p_, size)) >= 0) {
+        p_ += size;
+        return true;
+    }
     if (!tables.nameStart[*p_])
         return false;
-    ++p_;
-    while (tables.name[*p_])
-        ++p_;
+    p_ = nameEnd(p_ + 1);
     size = static_cast<std::size_t>(p_ - begin);
     // Names starting with "xml" are reserved and treated apart by the parser.
     return size <= MAX_NAME && !(size >= 3 && (begin[0] | 0x20) == 'x' &&
                                  (begin[1] | 0x20) == 'm' && (begin[2] | 0x20) == 'l');
 }
 
-step_t Scanner::attributeValue(std::string* out) {
-    const uchar quote = *p_++;
-    if (out)
-        out->clear();
+// A quoted value at p_: as a view into the buffer, or decoded into `scratch`
+// when it holds a reference. Without `scratch` it is only checked.
+step_t Scanner::attributeValue(std::string* scratch, attr_t& value) {
+    const uchar quote = *p_;
+    const uchar* from = p_ + 1;
+    const uchar* q = from;
+    const uchar* run = from;
+    bool decoding = false;
     for (;;) {
-        const uchar* run = p_;
-        while (tables.value[*p_] == PLAIN)
-            ++p_;
-        if (out)
-            out->append(reinterpret_cast<const char*>(run), static_cast<std::size_t>(p_ - run));
-        const uchar c = *p_;
-        switch (tables.value[c]) {
-        case STOP:
-            ++p_;
-            if (c == quote)
-                return step_t::done;
-            if (out)
-                out->push_back(static_cast<char>(c));
-            break;
-        case AMP: {
+        q = valueStop(q, quote);
+        const uchar c = *q;
+        if (c == quote) {
+            if (scratch && decoding)
+                value = std::string_view(scratch->append(view(run, q)));
+            else if (scratch)
+                value = view(from, q);
+            p_ = q + 1;
+            return step_t::done;
+        }
+        if (c == '&') {
             char decoded;
-            const int n = entity(p_, decoded);
+            const int n = entity(q, decoded);
             if (n == 0)
-                return fail(p_);
-            if (out)
-                out->push_back(decoded);
-            p_ += n;
-            break;
-        }
-        case HIGH: {
-            const int n = utf8Length(p_);
+                return fail(q);
+            if (scratch) {
+                if (!decoding)
+                    scratch->clear();
+                decoding = true;
+                scratch->append(view(run, q)).push_back(decoded);
+            }
+            q += n;
+            run = q;
+        } else if (c >= 0x80) {
+            const int n = utf8Length(q);
             if (n == 0)
-                return fail(p_);
-            if (out)
-                out->append(reinterpret_cast<const char*>(p_), static_cast<std::size_t>(n));
-            p_ += n;
-            break;
-        }
-        default:
-            return fail(p_); // '<', a control character, the end of the data
+                return fail(q);
+            q += n;
+        } else {
+            return fail(q); // '<', a control character, the end of the data
         }
     }
 }
@@ -424,7 +568,8 @@ step_t Scanner::startTag() {
     const uchar* open = p_++;
     const uchar* tag;
     std::size_t size;
-    if (!name(tag, size))
+    int known;
+    if (!name(elements_, tag, size, known))
         return fail(p_);
     if (levels_.empty() && rootSeen_)
         return step_t::refused; // a second document element
@@ -432,21 +577,26 @@ step_t Scanner::startTag() {
     // the end of the buffer is read again.
     level_t* parent = levels_.empty() ? nullptr : &levels_.back();
     unsigned char seen = parent ? parent->seen : 0;
+    QString const* element = elements_.name(known);
     const role_t role = childRole(
-        parent ? parent->role : role_t::none, [&](QString const& n) { return same(tag, size, n); },
+        parent ? parent->role : role_t::none, [element](QString const& n) { return &n == element; },
         seen);
 
-    statusAt_ = nameAt_ = valueAt_ = attr_span_t{};
+    for (int i : {STATUS, NAME, VALUE}) {
+        values_[i] = std::nullopt;
+        spans_[i] = attr_span_t{};
+    }
     insert_ = at(p_);
     firstQuote_ = 0;
-    // Left uninitialised: most tags have one or two attributes.
+    // The attributes met: those of the known names by bit, the others in
+    // full (left uninitialised: most tags have none).
+    unsigned knownSeen = 0;
     const uchar* seenAt[MAX_ATTRIBUTES];
     std::size_t seenSize[MAX_ATTRIBUTES];
     int nbSeen = 0;
     for (;;) {
         const uchar* before = p_;
-        while (tables.blank[*p_] || (*p_ == '\r' && p_[1] == '\n'))
-            ++p_;
+        p_ = blanks(p_, true);
         if (*p_ == '>' || (*p_ == '/' && p_[1] == '>')) {
             const bool empty = *p_ == '/';
             p_ += empty ? 2 : 1;
@@ -468,69 +618,62 @@ step_t Scanner::startTag() {
             return fail(p_); // no blank before the attribute
         const uchar* attribute;
         std::size_t length;
-        if (!name(attribute, length) || nbSeen == MAX_ATTRIBUTES)
+        int which;
+        if (!name(attributes_, attribute, length, which))
             return fail(p_);
-        for (int i = 0; i < nbSeen; ++i)
-            if (seenSize[i] == length && std::memcmp(seenAt[i], attribute, length) == 0)
-                return step_t::refused; // the DOM keeps the last of the two
-        seenAt[nbSeen] = attribute;
-        seenSize[nbSeen++] = length;
-        while (tables.blank[*p_])
-            ++p_;
+        // The DOM keeps the last of two attributes of one name.
+        if (which >= 0) {
+            if (knownSeen & (1u << which))
+                return step_t::refused;
+            knownSeen |= 1u << which;
+        } else {
+            for (int i = 0; i < nbSeen; ++i)
+                if (seenSize[i] == length && std::memcmp(seenAt[i], attribute, length) == 0)
+                    return step_t::refused;
+            if (nbSeen == MAX_ATTRIBUTES)
+                return step_t::refused;
+            seenAt[nbSeen] = attribute;
+            seenSize[nbSeen++] = length;
+        }
+        p_ = blanks(p_, false);
         if (*p_ != '=')
             return fail(p_);
-        ++p_;
-        while (tables.blank[*p_])
-            ++p_;
+        p_ = blanks(p_ + 1, false);
         const uchar quote = *p_;
         if (quote != '"' && quote != '\'')
             return fail(p_);
         if (!firstQuote_)
             firstQuote_ = quote;
-        std::string* out = nullptr;
-        attr_span_t* where = nullptr;
-        const auto is = [&](QString const& n) { return same(attribute, length, n); };
-        if (role == role_t::goal || role == role_t::mechanism || role == role_t::driver) {
-            if (is(ATTR_STATUS)) {
-                out = &status_;
-                where = &statusAt_;
-            } else if (role != role_t::goal && is(ATTR_NAME)) {
-                out = &name_;
-                where = &nameAt_;
-            }
-        } else if ((role == role_t::proof_state && is(ATTR_PROOF_STATE)) ||
-                   (role == role_t::verdict && is(ATTR_VALUE))) {
-            out = &value_;
-            where = &valueAt_;
-        }
+        // The slot of an attribute the records carry, or -1.
+        int slot = -1;
+        QString const* attr = attributes_.name(which);
+        if (role == role_t::goal || role == role_t::mechanism || role == role_t::driver)
+            slot = attr == &ATTR_STATUS                         ? STATUS
+                   : role != role_t::goal && attr == &ATTR_NAME ? NAME
+                                                                : -1;
+        else if ((role == role_t::proof_state && attr == &ATTR_PROOF_STATE) ||
+                 (role == role_t::verdict && attr == &ATTR_VALUE))
+            slot = VALUE;
         const uchar* value = p_ + 1;
-        const step_t step = attributeValue(out);
+        attr_t ignored;
+        const step_t step = attributeValue(slot < 0 ? nullptr : &decoded_[slot],
+                                           slot < 0 ? ignored : values_[slot]);
         if (step != step_t::done)
             return step;
-        if (where)
-            *where = {{at(value), at(p_ - 1)}, char(quote)};
+        if (slot >= 0)
+            spans_[slot] = {{at(value), at(p_ - 1)}, char(quote)};
         insert_ = at(p_);
     }
 }
 
-long long Scanner::line() {
-    lines_ += breaks(lineMark_, p_);
-    lineMark_ = p_;
-    return lines_ + 1;
-}
-
 void Scanner::report(role_t role, const uchar* open, bool empty) {
-    const auto given = [](attr_span_t const& span, std::string const& value) -> attr_t {
-        return span.quote ? attr_t(value) : std::nullopt;
-    };
     if (!levels_.empty() && levels_.back().role == role_t::goal)
         closeRun();
     // Lines are counted only where a record keeps them.
     if (role == role_t::proof_state)
-        out_.start(role, 0, {}, {}, given(valueAt_, value_));
+        out_.start(role, 0, {}, {}, values_[VALUE]);
     else if (role == role_t::obligation || (role >= role_t::goal && role != role_t::other))
-        out_.start(role, line(), given(nameAt_, name_), given(statusAt_, status_),
-                   given(valueAt_, value_));
+        out_.start(role, lines_ + 1, values_[NAME], values_[STATUS], values_[VALUE]);
     if (role == role_t::goal) {
         goal_record_t& goal = out_.openGoal();
         goal.hasSpans = true;
@@ -540,7 +683,7 @@ void Scanner::report(role_t role, const uchar* open, bool empty) {
     } else if (role == role_t::mechanism) {
         mechanism_record_t& m = out_.lastMechanism();
         m.tag = tagSpan();
-        m.name_span = nameAt_;
+        m.name_span = spans_[NAME];
         m.element.begin = at(open);
         m.blanks = runText_ ? m.element.begin : runStart_;
         m.textBefore = runText_;
@@ -566,16 +709,16 @@ void Scanner::close(role_t role) {
 
 step_t Scanner::endTag() {
     p_ += 2;
-    const uchar* tag;
-    std::size_t size;
     if (levels_.empty())
         return step_t::refused;
+    // The open element's name, and no name character after it.
     const std::size_t start = levels_.back().nameStart;
-    if (!name(tag, size) || open_.size() - start != size ||
-        std::memcmp(open_.data() + start, tag, size) != 0)
+    const std::size_t size = open_.size() - start;
+    if (static_cast<std::size_t>(end_ - p_) <= size)
+        return fail(end_);
+    if (std::memcmp(open_.data() + start, p_, size) != 0 || tables.name[p_[size]])
         return fail(p_);
-    while (tables.blank[*p_] || (*p_ == '\r' && p_[1] == '\n'))
-        ++p_;
+    p_ = blanks(p_ + size, true);
     if (*p_ != '>')
         return fail(p_);
     ++p_;
@@ -586,75 +729,88 @@ step_t Scanner::endTag() {
     return step_t::done;
 }
 
-// A run of text up to the next tag. Inside the first Tag of an obligation it
-// is part of the obligation's name: the parser reports it unless it is blank
-// only, and takes CRs and non-ASCII characters in ways best left to it.
+// A run of text up to the next tag, outside the first Tag of an obligation.
 // Directly inside a goal, whether it is blank only is noted.
 step_t Scanner::text() {
-    const role_t role = levels_.back().role;
-    std::string* chunk = role == role_t::tag || role == role_t::tag_part ? &tagText_ : nullptr;
-    const bool watch = chunk || role == role_t::goal;
-    if (chunk)
-        chunk->clear();
-    if (watch) {
-        // Most such runs are the blanks between two tags.
-        const uchar* b = p_;
-        while (tables.blank[*b] || (!chunk && *b == '\r' && b[1] == '\n'))
-            ++b;
-        if (*b == '<') {
-            p_ = b;
-            return step_t::done;
-        }
-    }
+    bool text = false;
     const uchar* q = p_;
     for (;;) {
-        const uchar* run = q;
-        while (tables.text[*q] == PLAIN)
-            ++q;
-        if (chunk)
-            chunk->append(reinterpret_cast<const char*>(run), static_cast<std::size_t>(q - run));
-        switch (tables.text[*q]) {
-        case STOP:
-            if (chunk)
-                out_.tagText(*chunk);
-            if (role == role_t::goal)
+        q = textStop(q, lines_, text);
+        const uchar c = *q;
+        if (c == '<') {
+            if (text && levels_.back().role == role_t::goal)
                 runText_ = true;
             p_ = q;
             return step_t::done;
-        case AMP: {
+        }
+        if (c == '\r' && q[1] == '\n') {
+            ++q;
+            continue;
+        }
+        text = true;
+        if (c == '&') {
             char decoded;
             const int n = entity(q, decoded);
             if (n == 0)
                 return fail(q);
-            if (chunk)
-                chunk->push_back(decoded);
             q += n;
-            break;
-        }
-        case BRACKET:
+        } else if (c == ']') {
             if (q + 3 > end_ && !eof_)
                 return step_t::more;
             if (q[1] == ']' && q[2] == '>')
                 return step_t::refused; // not well-formed in text
-            if (chunk)
-                chunk->push_back(']');
             ++q;
-            break;
-        case HIGH: {
-            const int n = chunk ? 0 : utf8Length(q);
+        } else if (c >= 0x80 && c != 0x7F) {
+            const int n = utf8Length(q);
             if (n == 0)
                 return fail(q);
             q += n;
-            break;
-        }
-        case CR:
-            if (chunk || q[1] != '\n')
-                return fail(q);
-            ++q;
-            break;
-        default:
+        } else {
             return fail(q); // a control character, or the end of the data
         }
+    }
+}
+
+// A run of text inside the first Tag of an obligation: part of the
+// obligation's name. The parser reports it unless it is blank only, and takes
+// CRs and non-ASCII characters in ways best left to it.
+step_t Scanner::tagText() {
+    const uchar* q = p_;
+    while (tables.blank[*q])
+        ++q;
+    if (*q == '<') {
+        lines_ += std::count(p_, q, '\n');
+        p_ = q;
+        return step_t::done;
+    }
+    tagText_.clear();
+    for (q = p_;;) {
+        const uchar c = *q;
+        if (c == '<') {
+            out_.tagText(tagText_);
+            p_ = q;
+            return step_t::done;
+        }
+        if (c == '&') {
+            char decoded;
+            const int n = entity(q, decoded);
+            if (n == 0)
+                return fail(q);
+            tagText_.push_back(decoded);
+            q += n;
+            continue;
+        }
+        if (c == ']') {
+            if (q + 3 > end_ && !eof_)
+                return step_t::more;
+            if (q[1] == ']' && q[2] == '>')
+                return step_t::refused; // not well-formed in text
+        } else if ((c < 0x20 && c != '\t' && c != '\n') || c >= 0x7F) {
+            return fail(q); // a control character, CR, non-ASCII, or the end of the data
+        }
+        lines_ += c == '\n';
+        tagText_.push_back(static_cast<char>(c));
+        ++q;
     }
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -54,7 +56,6 @@ namespace {
 // The attribute values of a status and what they read as: the one table
 // behind every lookup of a status value.
 std::vector<std::pair<QString, status_t>> const& statusWords() {
-    // Most frequent first: the readers look values up by a linear scan.
     static const std::vector<std::pair<QString, status_t>> words{
         {ATTR_VALUE_PROVED, PROVED},       {ATTR_VALUE_UNPROVED, UNPROVED},
         {ATTR_VALUE_PROVED_ZERO, PROVED},  {ATTR_VALUE_UNKNOWN, UNKNOWN},
@@ -72,38 +73,84 @@ status_t proofStatusOfAttrValue(QString const& value) {
     return dict.at(value);
 }
 
-std::optional<status_t> statusOfUtf8(std::string_view value) {
-    // The words by length: a value is compared only with words as long.
-    constexpr std::size_t LONGEST = 32;
-    static const auto bySize = [] {
-        std::array<std::vector<std::pair<std::string, status_t>>, LONGEST + 1> table;
-        for (auto const& [word, status] : statusWords()) {
-            std::string bytes = word.toStdString();
-            table[bytes.size()].emplace_back(std::move(bytes), status);
-        }
-        return table;
-    }();
-    if (value.size() > LONGEST)
-        return std::nullopt;
-    // Byte by byte: the words are short, a call to memcmp costs more.
-    for (auto const& [word, status] : bySize[value.size()]) {
-        std::size_t i = 0;
-        while (i < word.size() && word[i] == value[i])
-            ++i;
-        if (i == word.size())
-            return status;
+namespace {
+
+// Whether the bytes are the word's: short words in two loads that overlap, a
+// call to memcmp costs more.
+bool same(std::string const& word, std::string_view v) {
+    const std::size_t n = v.size();
+    if (word.size() != n)
+        return false;
+    const auto equal = [&](auto bits) {
+        decltype(bits) a[2], b[2];
+        const std::size_t last = n - sizeof bits;
+        std::memcpy(&a[0], word.data(), sizeof bits);
+        std::memcpy(&a[1], word.data() + last, sizeof bits);
+        std::memcpy(&b[0], v.data(), sizeof bits);
+        std::memcpy(&b[1], v.data() + last, sizeof bits);
+        return a[0] == b[0] && a[1] == b[1];
+    };
+    if (n >= 8 && n <= 16)
+        return equal(std::uint64_t{});
+    if (n >= 4 && n < 8)
+        return equal(std::uint32_t{});
+    return word == v;
+}
+
+// What a status word or proof state reads as, in UTF-8.
+struct word_t {
+    std::string bytes;
+    std::optional<status_t> status;
+    bool byProver = false;
+};
+
+// The words by a hash of their length and next to last byte, which tells
+// every word apart: a value is compared with one word at most, as a rule.
+class words_t {
+public:
+    words_t() {
+        for (auto const& [word, status] : statusWords())
+            at(word.toStdString()).status = status;
+        for (QString const& word : proofProvedStatuses)
+            at(word.toStdString()).byProver = true;
     }
-    return std::nullopt;
+    word_t const* find(std::string_view value) const {
+        for (word_t const& w : buckets_[hash(value)])
+            if (same(w.bytes, value))
+                return &w;
+        return nullptr;
+    }
+
+private:
+    static std::size_t hash(std::string_view v) {
+        return v.size() < 2 ? v.size()
+                            : (v.size() * 8 + static_cast<unsigned char>(v[v.size() - 2])) % 64;
+    }
+    word_t& at(std::string bytes) {
+        std::vector<word_t>& bucket = buckets_[hash(bytes)];
+        for (word_t& w : bucket)
+            if (w.bytes == bytes)
+                return w;
+        return bucket.emplace_back(word_t{std::move(bytes), {}, false});
+    }
+    std::array<std::vector<word_t>, 64> buckets_;
+};
+
+word_t const* lookUp(std::string_view value) {
+    static const words_t words;
+    return words.find(value);
+}
+
+} // namespace
+
+std::optional<status_t> statusOfUtf8(std::string_view value) {
+    const word_t* w = lookUp(value);
+    return w ? w->status : std::nullopt;
 }
 
 bool provedByProver(std::string_view proofState) {
-    static const auto proved = [] {
-        std::vector<std::string> utf8;
-        for (QString const& word : proofProvedStatuses)
-            utf8.push_back(word.toStdString());
-        return utf8;
-    }();
-    return std::find(proved.begin(), proved.end(), proofState) != proved.end();
+    const word_t* w = lookUp(proofState);
+    return w && w->byProver;
 }
 
 std::optional<status_t> verdictOfUtf8(std::string_view value) {
