@@ -16,8 +16,8 @@ void record_builder_t::nextBlock(std::size_t size) {
     ++block_;
 }
 
-void record_builder_t::start(role_t role, long long line, attr_t name, attr_t status,
-                             attr_t value) {
+void record_builder_t::start(role_t role, long long line, attr_t const& name, attr_t const& status,
+                             attr_t const& value) {
     switch (role) {
     case role_t::obligation:
         obligation_ = {obligation_.number + 1, line, {}, false};

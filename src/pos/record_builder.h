@@ -76,7 +76,8 @@ public:
     // An element of `role` starts on `line`, with the attributes the records
     // carry: a mechanism's or driver's name, a goal's, mechanism's or
     // driver's status, a Proof_State's proofState or a verdict's value.
-    void start(role_t role, long long line, attr_t name, attr_t status, attr_t value);
+    void start(role_t role, long long line, attr_t const& name, attr_t const& status,
+               attr_t const& value);
     void tagText(std::string_view text) { tag_ += text; }
     // An element of `role` ends: a goal is handed on.
     void end(role_t role) {
@@ -91,7 +92,7 @@ public:
 
 private:
     void ended(role_t role);
-    attr_t keep(attr_t value) {
+    attr_t keep(attr_t const& value) {
         if (!value)
             return std::nullopt;
         const std::size_t n = value->size();

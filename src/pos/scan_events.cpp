@@ -56,7 +56,7 @@ public:
     names_t(std::initializer_list<QString const*> names) {
         for (QString const* name : names) {
             const std::string bytes = name->toStdString();
-            word_t w{name, bytes.size(), {}};
+            word_t w{name, bytes.size(), (1u << bytes.size()) - 1, {}};
             std::memcpy(w.bytes.data(), bytes.data(), std::min<std::size_t>(w.size, 16));
             byFirst_[w.bytes[0]] |= 1u << words_.size();
             words_.push_back(w);
@@ -77,8 +77,7 @@ public:
 #ifdef __SSE2__
             const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(
                 bytes, _mm_loadu_si128(reinterpret_cast<const __m128i*>(w.bytes.data())))));
-            const unsigned all = (1u << w.size) - 1;
-            if ((same & all) == all && !tables.name[p[w.size]])
+            if ((same & w.mask) == w.mask && !tables.name[p[w.size]])
                 return size = w.size, i;
 #else
             if (std::memcmp(p, w.bytes.data(), w.size) == 0 && !tables.name[p[w.size]])
@@ -95,6 +94,7 @@ private:
     struct word_t {
         QString const* name;
         std::size_t size;
+        unsigned mask; // a bit for each of its bytes
         std::array<uchar, 16> bytes;
     };
     std::vector<word_t> words_;
@@ -273,6 +273,7 @@ private:
     step_t comment();
     step_t startTag();
     step_t endTag();
+    void blanksAfterTag();
     step_t text();
     step_t tagText();
     bool name(names_t const& known, const uchar*& begin, std::size_t& size, int& which);
@@ -296,7 +297,7 @@ private:
     std::uint64_t at(const uchar* p) const { return origin_ + reinterpret_cast<std::uintptr_t>(p); }
     tag_span_t tagSpan() const {
         const uchar quote = firstQuote_ ? firstQuote_ : fileQuote_ ? fileQuote_ : '"';
-        return {insert_, char(quote), spans_[STATUS]};
+        return {at(insert_), char(quote), spans_[STATUS]};
     }
     // The text of a goal between two of its children (tags or comments): a
     // mechanism takes the blanks before it, and text beside one is noted.
@@ -357,7 +358,7 @@ private:
     attr_t values_[3];
     attr_span_t spans_[3];
     std::string decoded_[3];
-    std::uint64_t insert_ = 0;
+    const uchar* insert_ = nullptr;
     uchar firstQuote_ = 0, fileQuote_ = 0;
     std::string tagText_;
 
@@ -582,11 +583,13 @@ step_t Scanner::startTag() {
         parent ? parent->role : role_t::none, [element](QString const& n) { return &n == element; },
         seen);
 
-    for (int i : {STATUS, NAME, VALUE}) {
-        values_[i] = std::nullopt;
-        spans_[i] = attr_span_t{};
-    }
-    insert_ = at(p_);
+    // Only these roles read the attributes.
+    if (role >= role_t::goal && role != role_t::other)
+        for (int i : {STATUS, NAME, VALUE}) {
+            values_[i] = std::nullopt;
+            spans_[i] = attr_span_t{};
+        }
+    insert_ = p_;
     firstQuote_ = 0;
     // The attributes met: those of the known names by bit, the others in
     // full (left uninitialised: most tags have none).
@@ -612,6 +615,7 @@ step_t Scanner::startTag() {
                 levels_.push_back({open_.size(), role});
                 open_.append(reinterpret_cast<const char*>(tag), size);
             }
+            blanksAfterTag();
             return step_t::done;
         }
         if (p_ == before)
@@ -662,7 +666,7 @@ step_t Scanner::startTag() {
             return step;
         if (slot >= 0)
             spans_[slot] = {{at(value), at(p_ - 1)}, char(quote)};
-        insert_ = at(p_);
+        insert_ = p_;
     }
 }
 
@@ -726,7 +730,42 @@ step_t Scanner::endTag() {
     open_.resize(start);
     levels_.pop_back();
     close(role);
+    blanksAfterTag();
     return step_t::done;
+}
+
+// The blanks that most often follow a tag, up to the next tag: read with
+// the tag rather than as a construct of their own. Any other text, and CR, is
+// left to text() and tagText().
+void Scanner::blanksAfterTag() {
+    if (levels_.empty() || levels_.back().role == role_t::tag ||
+        levels_.back().role == role_t::tag_part)
+        return;
+    const uchar* q = p_;
+    long long lines = lines_;
+#ifdef __SSE2__
+    for (;; q += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+        const __m128i nl = _mm_cmpeq_epi8(v, _mm_set1_epi8('\n'));
+        const __m128i blank = _mm_or_si128(_mm_or_si128(nl, _mm_cmpeq_epi8(v, _mm_set1_epi8(' '))),
+                                           _mm_cmpeq_epi8(v, _mm_set1_epi8('\t')));
+        const unsigned other = static_cast<unsigned>(_mm_movemask_epi8(blank)) ^ 0xFFFFu;
+        const unsigned before = other ? (other & (0u - other)) - 1 : 0xFFFFu;
+        for (unsigned n = static_cast<unsigned>(_mm_movemask_epi8(nl)) & before; n; n &= n - 1)
+            ++lines;
+        if (other) {
+            q += __builtin_ctz(other);
+            break;
+        }
+    }
+#else
+    for (; tables.blank[*q]; ++q)
+        lines += *q == '\n';
+#endif
+    if (*q == '<') {
+        p_ = q;
+        lines_ = lines;
+    }
 }
 
 // A run of text up to the next tag, outside the first Tag of an obligation.

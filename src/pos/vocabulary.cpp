@@ -94,7 +94,10 @@ bool same(std::string const& word, std::string_view v) {
         return equal(std::uint64_t{});
     if (n >= 4 && n < 8)
         return equal(std::uint32_t{});
-    return word == v;
+    for (std::size_t i = 0; i < n; ++i)
+        if (word[i] != v[i])
+            return false;
+    return true;
 }
 
 // What a status word or proof state reads as, in UTF-8.
@@ -108,7 +111,8 @@ struct word_t {
 // every word apart: a value is compared with one word at most, as a rule.
 class words_t {
 public:
-    words_t() {
+    // Out of line, to keep the lookups small.
+    [[gnu::noinline]] words_t() {
         for (auto const& [word, status] : statusWords())
             at(word.toStdString()).status = status;
         for (QString const& word : proofProvedStatuses)
@@ -124,7 +128,7 @@ public:
 private:
     static std::size_t hash(std::string_view v) {
         return v.size() < 2 ? v.size()
-                            : (v.size() * 8 + static_cast<unsigned char>(v[v.size() - 2])) % 64;
+                            : (v.size() * 4 + static_cast<unsigned char>(v[v.size() - 2])) & 63;
     }
     word_t& at(std::string bytes) {
         std::vector<word_t>& bucket = buckets_[hash(bytes)];
