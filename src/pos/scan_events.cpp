@@ -65,26 +65,27 @@ public:
     // The index of the name that starts at `p`, and its size; -1 when the
     // name there is none of them.
     int match(const uchar* p, std::size_t& size) const {
-        unsigned candidates = byFirst_[*p];
-        if (!candidates)
-            return -1;
-#ifdef __SSE2__
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-#endif
-        for (; candidates; candidates &= candidates - 1) {
+        for (unsigned candidates = byFirst_[*p]; candidates; candidates &= candidates - 1) {
             const int i = __builtin_ctz(candidates);
-            word_t const& w = words_[static_cast<std::size_t>(i)];
-#ifdef __SSE2__
-            const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(
-                bytes, _mm_loadu_si128(reinterpret_cast<const __m128i*>(w.bytes.data())))));
-            if ((same & w.mask) == w.mask && !tables.name[p[w.size]])
-                return size = w.size, i;
-#else
-            if (std::memcmp(p, w.bytes.data(), w.size) == 0 && !tables.name[p[w.size]])
-                return size = w.size, i;
-#endif
+            if (is(p, i))
+                return size = words_[std::size_t(i)].size, i;
         }
         return -1;
+    }
+    // Whether the name that starts at `p` is word `i`.
+    bool is(const uchar* p, int i) const {
+        word_t const& w = words_[std::size_t(i)];
+#ifdef __SSE2__
+        const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(
+            _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
+                           _mm_loadu_si128(reinterpret_cast<const __m128i*>(w.bytes.data())))));
+        return (same & w.mask) == w.mask && !tables.name[p[w.size]];
+#else
+        return std::memcmp(p, w.bytes.data(), w.size) == 0 && !tables.name[p[w.size]];
+#endif
+    }
+    std::size_t size(int i) const {
+        return words_[std::size_t(i)].size;
     }
     QString const* name(int i) const {
         return i < 0 ? nullptr : words_[std::size_t(i)].name;
@@ -341,12 +342,14 @@ private:
     // Line feeds before p_.
     long long lines_ = 0;
 
-    // The open elements: their names one after the other, roles, and the
-    // first children each has had.
+    // The open elements: their names one after the other (those of the
+    // format by their index), roles, and the first children each has had.
     std::string open_;
+    // A known name is not kept in open_.
     struct level_t {
         std::size_t nameStart;
         role_t role;
+        int known;
         unsigned char seen = 0;
     };
     std::vector<level_t> levels_;
@@ -612,8 +615,9 @@ step_t Scanner::startTag() {
             if (!fileQuote_)
                 fileQuote_ = firstQuote_;
             if (!empty) {
-                levels_.push_back({open_.size(), role});
-                open_.append(reinterpret_cast<const char*>(tag), size);
+                levels_.push_back({open_.size(), role, known});
+                if (known < 0)
+                    open_.append(reinterpret_cast<const char*>(tag), size);
             }
             blanksAfterTag();
             return step_t::done;
@@ -716,20 +720,26 @@ step_t Scanner::endTag() {
     if (levels_.empty())
         return step_t::refused;
     // The open element's name, and no name character after it.
-    const std::size_t start = levels_.back().nameStart;
-    const std::size_t size = open_.size() - start;
-    if (static_cast<std::size_t>(end_ - p_) <= size)
-        return fail(end_);
-    if (std::memcmp(open_.data() + start, p_, size) != 0 || tables.name[p_[size]])
-        return fail(p_);
+    const level_t level = levels_.back();
+    std::size_t size;
+    if (level.known >= 0) {
+        if (!elements_.is(p_, level.known))
+            return fail(p_);
+        size = elements_.size(level.known);
+    } else {
+        size = open_.size() - level.nameStart;
+        if (static_cast<std::size_t>(end_ - p_) <= size)
+            return fail(end_);
+        if (std::memcmp(open_.data() + level.nameStart, p_, size) != 0 || tables.name[p_[size]])
+            return fail(p_);
+    }
     p_ = blanks(p_ + size, true);
     if (*p_ != '>')
         return fail(p_);
     ++p_;
-    const role_t role = levels_.back().role;
-    open_.resize(start);
+    open_.resize(level.nameStart);
     levels_.pop_back();
-    close(role);
+    close(level.role);
     blanksAfterTag();
     return step_t::done;
 }
