@@ -77,19 +77,6 @@ struct unknown_status_error : std::out_of_range {
 QString strOfProofStatus(status_t const& status);
 std::ostream& operator<<(std::ostream& os, status_t const& status);
 
-// The order of std::string, for names given as views too. Byte by byte:
-// names are short, a call to memcmp costs more.
-struct name_order_t {
-    using is_transparent = void;
-    bool operator()(std::string_view a, std::string_view b) const {
-        const std::size_t n = a.size() < b.size() ? a.size() : b.size();
-        for (std::size_t i = 0; i < n; ++i)
-            if (a[i] != b[i])
-                return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
-        return a.size() < b.size();
-    }
-};
-
 struct driver_metrics_t {
     std::uint32_t nb_unproved = 0;
     std::uint32_t nb_unknown = 0;
@@ -103,7 +90,7 @@ struct mechanism_metrics_t {
     std::uint32_t nb_proved = 0;
     std::uint32_t nb_unreliably_proved = 0;
     std::uint32_t nb_disproved = 0;
-    std::map<std::string, std::unique_ptr<driver_metrics_t>, name_order_t> drivers;
+    std::map<std::string, std::unique_ptr<driver_metrics_t>, std::less<>> drivers;
 };
 
 struct metrics_t {
@@ -114,7 +101,7 @@ struct metrics_t {
     std::uint32_t nb_disproved = 0;
     std::uint32_t nb_ext = 0;
     std::uint32_t nb_int = 0;
-    std::map<std::string, std::unique_ptr<mechanism_metrics_t>, name_order_t> mechanisms;
+    std::map<std::string, std::unique_ptr<mechanism_metrics_t>, std::less<>> mechanisms;
 };
 
 // Counts the PO file at `path` (UTF-8) into `metrics`, replacing its content.

@@ -1,20 +1,6 @@
 #include "pos/record_builder.h"
 
-#include <algorithm>
-
 namespace pos {
-
-void record_builder_t::nextBlock(std::size_t size) {
-    while (block_ < blocks_.size() && blocks_[block_].size < size)
-        ++block_;
-    if (block_ == blocks_.size()) {
-        const std::size_t n = std::max<std::size_t>(size, 4096);
-        blocks_.push_back({std::make_unique<char[]>(n), n});
-    }
-    free_ = blocks_[block_].bytes.get();
-    limit_ = free_ + blocks_[block_].size;
-    ++block_;
-}
 
 void record_builder_t::start(role_t role, long long line, attr_t const& name, attr_t const& status,
                              attr_t const& value) {
@@ -27,8 +13,8 @@ void record_builder_t::start(role_t role, long long line, attr_t const& name, at
         break;
     case role_t::goal: {
         inGoal_ = true;
-        block_ = 0;
-        free_ = limit_ = nullptr;
+        used_ = 0;
+        full_.clear();
         mechanisms_.clear();
         drivers_.clear();
         const std::uint32_t number = goal_.number + 1;

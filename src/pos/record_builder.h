@@ -96,15 +96,18 @@ private:
         if (!value)
             return std::nullopt;
         const std::size_t n = value->size();
-        if (static_cast<std::size_t>(limit_ - free_) < n)
-            nextBlock(n);
-        char* to = free_;
-        if (n)
-            std::memcpy(to, value->data(), n);
-        free_ += n;
-        return std::string_view(to, n);
+        if (capacity_ - used_ < n) {
+            // The full arena keeps its place until the goal ends.
+            full_.push_back(std::move(arena_));
+            capacity_ = 2 * capacity_ + n;
+            arena_ = std::make_unique<char[]>(capacity_);
+            used_ = 0;
+        }
+        char* to = arena_.get() + used_;
+        used_ += n;
+        // An empty view may hold no pointer for memcpy.
+        return std::string_view(n ? static_cast<char*>(std::memcpy(to, value->data(), n)) : to, n);
     }
-    void nextBlock(std::size_t size);
 
     goal_consumer_t& consumer_;
     obligation_record_t obligation_;
@@ -113,16 +116,10 @@ private:
     goal_record_t goal_;
     std::vector<mechanism_record_t> mechanisms_;
     std::vector<driver_record_t> drivers_;
-    // The goal's values, copied into blocks that never move; the blocks are
-    // reused from goal to goal.
-    struct block_t {
-        std::unique_ptr<char[]> bytes;
-        std::size_t size;
-    };
-    std::vector<block_t> blocks_;
-    // The next block to use, and the free bytes of the one in use.
-    std::size_t block_ = 0;
-    char *free_ = nullptr, *limit_ = nullptr;
+    // The goal's values, in an arena reused from goal to goal.
+    std::unique_ptr<char[]> arena_;
+    std::size_t used_ = 0, capacity_ = 0;
+    std::vector<std::unique_ptr<char[]>> full_;
 };
 
 } // namespace pos

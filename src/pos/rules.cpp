@@ -25,9 +25,7 @@ template <typename Map>
 typename Map::mapped_type::element_type& entry(Map& map, std::string_view key) {
     auto it = map.find(key);
     if (it == map.end())
-        it = map.emplace(std::string(key),
-                         std::make_unique<typename Map::mapped_type::element_type>())
-                 .first;
+        it = map.emplace(key, std::make_unique<typename Map::mapped_type::element_type>()).first;
     return *it->second;
 }
 

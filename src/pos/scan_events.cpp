@@ -27,26 +27,20 @@ namespace {
 // and the byte after it read past the data.
 constexpr std::size_t SENTINEL = 32;
 // Far from the nesting limit; names as long as any real PO file has.
-constexpr std::size_t MAX_NAME = 256;
-constexpr std::size_t MAX_DEPTH = 256;
+constexpr std::size_t MAX_NAME = 256, MAX_DEPTH = 256;
 constexpr int MAX_ATTRIBUTES = 32;
 
 using uchar = unsigned char;
 
-struct Tables {
-    std::array<bool, 256> nameStart{};
-    std::array<bool, 256> name{};
-    std::array<bool, 256> blank{};
-    Tables() {
-        for (int c = 0; c < 256; ++c) {
-            nameStart[c] = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-            name[c] = nameStart[c] || (c >= '0' && c <= '9') || c == '-' || c == '.';
-            blank[c] = c == ' ' || c == '\t' || c == '\n';
-        }
-    }
-};
-
-const Tables tables;
+// The bytes of names, and those that may start one.
+const auto nameBytes = [] {
+    std::array<unsigned char, 256> kind{};
+    for (int c = 0; c < 256; ++c)
+        kind[c] = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' ? 2
+                  : (c >= '0' && c <= '9') || c == '-' || c == '.'             ? 1
+                                                                               : 0;
+    return kind;
+}();
 
 // A few of the format's ASCII names (of 16 bytes at most, told apart by
 // their first byte and one compare of 16 bytes: the scanner's buffer holds 16
@@ -65,30 +59,25 @@ public:
     // The index of the name that starts at `p`, and its size; -1 when the
     // name there is none of them.
     int match(const uchar* p, std::size_t& size) const {
-        for (unsigned candidates = byFirst_[*p]; candidates; candidates &= candidates - 1) {
-            const int i = __builtin_ctz(candidates);
-            if (is(p, i))
-                return size = words_[std::size_t(i)].size, i;
-        }
+        for (unsigned candidates = byFirst_[*p]; candidates; candidates &= candidates - 1)
+            if ((size = length(p, __builtin_ctz(candidates))) > 0)
+                return __builtin_ctz(candidates);
         return -1;
     }
-    // Whether the name that starts at `p` is word `i`.
-    bool is(const uchar* p, int i) const {
+    // The size of word `i` when the name that starts at `p` is that word, or 0.
+    std::size_t length(const uchar* p, int i) const {
         word_t const& w = words_[std::size_t(i)];
 #ifdef __SSE2__
         const unsigned same = static_cast<unsigned>(_mm_movemask_epi8(
             _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
                            _mm_loadu_si128(reinterpret_cast<const __m128i*>(w.bytes.data())))));
-        return (same & w.mask) == w.mask && !tables.name[p[w.size]];
+        return (same & w.mask) == w.mask && !nameBytes[p[w.size]] ? w.size : 0;
 #else
-        return std::memcmp(p, w.bytes.data(), w.size) == 0 && !tables.name[p[w.size]];
+        return std::memcmp(p, w.bytes.data(), w.size) == 0 && !nameBytes[p[w.size]] ? w.size : 0;
 #endif
     }
-    std::size_t size(int i) const {
-        return words_[std::size_t(i)].size;
-    }
     QString const* name(int i) const {
-        return i < 0 ? nullptr : words_[std::size_t(i)].name;
+        return i < 0 ? nullptr : words_[size_t(i)].name;
     }
 
 private:
@@ -115,73 +104,6 @@ names_t const& elementNames() {
 names_t const& attributeNames() {
     static const names_t names{&ATTR_STATUS, &ATTR_NAME, &ATTR_PROOF_STATE, &ATTR_VALUE};
     return names;
-}
-
-// The first byte from `q` on that no name holds.
-const uchar* nameEnd(const uchar* q) {
-#ifdef __SSE2__
-    for (;; q += 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
-        const __m128i lower = _mm_or_si128(v, _mm_set1_epi8(0x20));
-        // Signed: the bytes of 0x80 or more are below every bound.
-        __m128i in = _mm_and_si128(_mm_cmpgt_epi8(lower, _mm_set1_epi8('a' - 1)),
-                                   _mm_cmplt_epi8(lower, _mm_set1_epi8('z' + 1)));
-        in = _mm_or_si128(in, _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8('0' - 1)),
-                                            _mm_cmplt_epi8(v, _mm_set1_epi8('9' + 1))));
-        in = _mm_or_si128(in, _mm_cmpeq_epi8(v, _mm_set1_epi8('_')));
-        in = _mm_or_si128(in, _mm_cmpeq_epi8(v, _mm_set1_epi8('-')));
-        in = _mm_or_si128(in, _mm_cmpeq_epi8(v, _mm_set1_epi8('.')));
-        const unsigned out = static_cast<unsigned>(_mm_movemask_epi8(in)) ^ 0xFFFFu;
-        if (out)
-            return q + __builtin_ctz(out);
-    }
-#else
-    while (tables.name[*q])
-        ++q;
-    return q;
-#endif
-}
-
-// The first byte from `q` on that plain text cannot hold as it is: '<', '&',
-// ']', a control other than tab and line feed, DEL or a byte of 0x80 or more.
-// Counts the line feeds before it into `lines`, and sets `text` when a byte
-// before it is not blank.
-const uchar* textStop(const uchar* q, long long& lines, bool& text) {
-#ifdef __SSE2__
-    const __m128i space = _mm_set1_epi8(' '), tab = _mm_set1_epi8('\t'), feed = _mm_set1_epi8('\n');
-    for (;; q += 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
-        const __m128i nl = _mm_cmpeq_epi8(v, feed);
-        const __m128i allowed = _mm_or_si128(nl, _mm_cmpeq_epi8(v, tab));
-        // Signed: the controls and the bytes of 0x80 or more.
-        __m128i stop = _mm_andnot_si128(allowed, _mm_cmplt_epi8(v, space));
-        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8('<')));
-        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8('&')));
-        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8(']')));
-        stop = _mm_or_si128(stop, _mm_cmpeq_epi8(v, _mm_set1_epi8(0x7F)));
-        const unsigned s = static_cast<unsigned>(_mm_movemask_epi8(stop));
-        const unsigned before = s ? (s & (0u - s)) - 1 : 0xFFFFu;
-        for (unsigned n = static_cast<unsigned>(_mm_movemask_epi8(nl)) & before; n; n &= n - 1)
-            ++lines;
-        const unsigned blanks = static_cast<unsigned>(
-            _mm_movemask_epi8(_mm_or_si128(allowed, _mm_cmpeq_epi8(v, space))));
-        if (~blanks & before)
-            text = true;
-        if (s)
-            return q + __builtin_ctz(s);
-    }
-#else
-    for (;; ++q) {
-        const uchar c = *q;
-        if (c == '\n')
-            ++lines;
-        else if (c != ' ' && c != '\t' &&
-                 (c < 0x20 || c >= 0x7F || c == '<' || c == '&' || c == ']'))
-            return q;
-        else if (c != ' ' && c != '\t')
-            text = true;
-    }
-#endif
 }
 
 // The first byte from `q` on that a value cannot hold as it is: its quote,
@@ -249,10 +171,6 @@ int entity(const uchar* p, char& c) {
     return 0;
 }
 
-std::string_view view(const uchar* from, const uchar* to) {
-    return {reinterpret_cast<const char*>(from), static_cast<std::size_t>(to - from)};
-}
-
 // What a construct came to: read, refused, or cut by the end of the buffer.
 enum class step_t { done, refused, more };
 
@@ -276,7 +194,6 @@ private:
     step_t endTag();
     void blanksAfterTag();
     step_t text();
-    step_t tagText();
     bool name(names_t const& known, const uchar*& begin, std::size_t& size, int& which);
     // Blanks, with CR LF pairs where `crlf`; their line feeds are counted.
     const uchar* blanks(const uchar* q, bool crlf) {
@@ -292,7 +209,7 @@ private:
                 return q;
         }
     }
-    step_t attributeValue(std::string* scratch, attr_t& value);
+    step_t attributeValue(bool kept, std::string& decoded, attr_t& value);
     void report(role_t role, const uchar* open, bool empty);
     void close(role_t role);
     std::uint64_t at(const uchar* p) const { return origin_ + reinterpret_cast<std::uintptr_t>(p); }
@@ -317,27 +234,12 @@ private:
     names_t const& elements_ = elementNames();
     names_t const& attributes_ = attributeNames();
     std::size_t capacity_;
-    // A block of bytes left uninitialised.
-    struct block_t {
-        std::unique_ptr<uchar[]> bytes;
-        std::size_t size_ = 0;
-        std::size_t size() const { return size_; }
-        uchar* data() { return bytes.get(); }
-        const uchar* data() const { return bytes.get(); }
-        void reset(std::size_t n) {
-            bytes.reset(new uchar[n]);
-            size_ = n;
-        }
-    };
-    block_t buffer_, spare_;
+    std::vector<uchar> buffer_, spare_;
     // The file offset of the buffer's first byte, and that offset less the
     // byte's address (modulo 2^64).
     std::uint64_t base_, origin_ = 0;
-    const uchar* p_ = nullptr;
-    const uchar* end_ = nullptr;
-    bool eof_ = false;
-    bool rootSeen_ = false;
-    bool started_ = false;
+    const uchar *p_ = nullptr, *end_ = nullptr;
+    bool eof_ = false, rootSeen_ = false;
 
     // Line feeds before p_.
     long long lines_ = 0;
@@ -355,12 +257,12 @@ private:
     std::vector<level_t> levels_;
 
     // The attributes that the records carry, of the tag being scanned, where
-    // the edits would change them, and the decoded values of those that hold
-    // a reference.
-    enum { STATUS, NAME, VALUE };
-    attr_t values_[3];
-    attr_span_t spans_[3];
-    std::string decoded_[3];
+    // the edits would change them, and their values where references are
+    // decoded.
+    enum { STATUS, NAME, VALUE, OTHER };
+    attr_t values_[4];
+    attr_span_t spans_[4];
+    std::string decoded_[4];
     const uchar* insert_ = nullptr;
     uchar firstQuote_ = 0, fileQuote_ = 0;
     std::string tagText_;
@@ -371,15 +273,14 @@ private:
 
 bool Scanner::refill(const uchar* keep) {
     const std::size_t kept = static_cast<std::size_t>(end_ - keep);
-    if (started_)
+    if (!buffer_.empty())
         base_ += static_cast<std::uint64_t>(keep - buffer_.data());
     // A construct that fills the buffer needs a larger one.
-    if (kept == capacity_ && started_)
+    if (kept == capacity_ && !buffer_.empty())
         capacity_ *= 2;
-    // The kept bytes move to the other buffer, which is never cleared: only
-    // what is read into it is looked at.
+    // The kept bytes move to the other buffer.
     if (spare_.size() < capacity_ + SENTINEL)
-        spare_.reset(capacity_ + SENTINEL);
+        spare_.resize(capacity_ + SENTINEL);
     uchar* next = spare_.data();
     if (kept)
         std::memcpy(next, keep, kept);
@@ -396,7 +297,6 @@ bool Scanner::refill(const uchar* keep) {
     std::memset(next + size, 0, SENTINEL);
     std::swap(buffer_, spare_);
     origin_ = base_ - reinterpret_cast<std::uintptr_t>(next);
-    started_ = true;
     p_ = next;
     end_ = p_ + size;
     return true;
@@ -449,10 +349,8 @@ step_t Scanner::construct() {
             return startTag();
         }
     }
-    if (!levels_.empty()) {
-        const role_t role = levels_.back().role;
-        return role == role_t::tag || role == role_t::tag_part ? tagText() : text();
-    }
+    if (!levels_.empty())
+        return text();
     // Outside the document element only blanks.
     p_ = blanks(p_, true);
     return p_ == end_ || *p_ == '<' ? step_t::done : fail(p_);
@@ -481,23 +379,14 @@ step_t Scanner::comment() {
     if (std::memcmp(p_, "<!--", 4) != 0)
         return fail(p_ + 2); // DOCTYPE, CDATA
     const uchar* q = p_ + 4;
-    for (;;) {
+    for (int n; q[0] != '-' || q[1] != '-'; q += n) {
         const uchar c = *q;
-        if (c == '-' && q[1] == '-')
-            break;
-        if (c == '\n')
-            ++lines_;
-        if (c >= 0x80) {
-            const int n = utf8Length(q);
-            if (n == 0)
-                return fail(q);
-            q += n;
-        } else if ((c >= 0x20 && c != 0x7F) || c == '\t' || c == '\n' ||
-                   (c == '\r' && q[1] == '\n')) {
-            ++q;
-        } else {
+        n = c >= 0x80
+                ? utf8Length(q)
+                : (c >= 0x20 && c != 0x7F) || c == '\t' || c == '\n' || (c == '\r' && q[1] == '\n');
+        if (n == 0)
             return fail(q); // a control character, or the end of the data
-        }
+        lines_ += c == '\n';
     }
     if (q[2] != '>')
         return fail(q);
@@ -516,55 +405,40 @@ inline bool Scanner::name(names_t const& known, const uchar*& begin, std::size_t
         p_ += size;
         return true;
     }
-    if (!tables.nameStart[*p_])
+    if (nameBytes[*p_] != 2)
         return false;
-    p_ = nameEnd(p_ + 1);
+    while (nameBytes[*++p_])
+        ;
     size = static_cast<std::size_t>(p_ - begin);
     // Names starting with "xml" are reserved and treated apart by the parser.
     return size <= MAX_NAME && !(size >= 3 && (begin[0] | 0x20) == 'x' &&
                                  (begin[1] | 0x20) == 'm' && (begin[2] | 0x20) == 'l');
 }
 
-// A quoted value at p_: as a view into the buffer, or decoded into `scratch`
-// when it holds a reference. Without `scratch` it is only checked.
-step_t Scanner::attributeValue(std::string* scratch, attr_t& value) {
+// A quoted value at p_: a view into the buffer, or into `decoded` when it
+// holds a reference (only checked unless `kept`).
+step_t Scanner::attributeValue(bool kept, std::string& decoded, attr_t& value) {
     const uchar quote = *p_;
-    const uchar* from = p_ + 1;
-    const uchar* q = from;
-    const uchar* run = from;
+    const uchar* run = p_ + 1; // the bytes not yet decoded
     bool decoding = false;
-    for (;;) {
-        q = valueStop(q, quote);
-        const uchar c = *q;
-        if (c == quote) {
-            if (scratch && decoding)
-                value = std::string_view(scratch->append(view(run, q)));
-            else if (scratch)
-                value = view(from, q);
+    for (const uchar* q = valueStop(run, quote);; q = valueStop(q, quote)) {
+        if (*q == quote) {
+            value = decoding ? std::string_view(decoded.append(run, q))
+                             : std::string_view(reinterpret_cast<const char*>(run),
+                                                static_cast<std::size_t>(q - run));
             p_ = q + 1;
             return step_t::done;
         }
-        if (c == '&') {
-            char decoded;
-            const int n = entity(q, decoded);
-            if (n == 0)
-                return fail(q);
-            if (scratch) {
-                if (!decoding)
-                    scratch->clear();
-                decoding = true;
-                scratch->append(view(run, q)).push_back(decoded);
-            }
-            q += n;
-            run = q;
-        } else if (c >= 0x80) {
-            const int n = utf8Length(q);
-            if (n == 0)
-                return fail(q);
-            q += n;
-        } else {
+        char c;
+        const int n = *q == '&' ? entity(q, c) : *q >= 0x80 ? utf8Length(q) : 0;
+        if (n == 0)
             return fail(q); // '<', a control character, the end of the data
+        if (*q == '&' && kept) {
+            decoded.erase(0, decoding ? 0 : decoded.size()).append(run, q).push_back(c);
+            decoding = true;
+            run = q + n;
         }
+        q += n;
     }
 }
 
@@ -581,25 +455,23 @@ step_t Scanner::startTag() {
     // the end of the buffer is read again.
     level_t* parent = levels_.empty() ? nullptr : &levels_.back();
     unsigned char seen = parent ? parent->seen : 0;
-    QString const* element = elements_.name(known);
     const role_t role = childRole(
-        parent ? parent->role : role_t::none, [element](QString const& n) { return &n == element; },
-        seen);
+        parent ? parent->role : role_t::none,
+        [element = elements_.name(known)](QString const& n) { return &n == element; }, seen);
 
     // Only these roles read the attributes.
-    if (role >= role_t::goal && role != role_t::other)
-        for (int i : {STATUS, NAME, VALUE}) {
-            values_[i] = std::nullopt;
-            spans_[i] = attr_span_t{};
-        }
+    if (role >= role_t::goal && role != role_t::other) {
+        std::fill(values_, values_ + OTHER, std::nullopt);
+        std::fill(spans_, spans_ + OTHER, attr_span_t{});
+    }
     insert_ = p_;
     firstQuote_ = 0;
     // The attributes met: those of the known names by bit, the others in
-    // full (left uninitialised: most tags have none).
+    // full (left uninitialised: most tags have few).
     unsigned knownSeen = 0;
-    const uchar* seenAt[MAX_ATTRIBUTES];
-    std::size_t seenSize[MAX_ATTRIBUTES];
-    int nbSeen = 0;
+    const uchar* others[MAX_ATTRIBUTES];
+    std::size_t sizes[MAX_ATTRIBUTES];
+    int nbOthers = 0;
     for (;;) {
         const uchar* before = p_;
         p_ = blanks(p_, true);
@@ -635,13 +507,13 @@ step_t Scanner::startTag() {
                 return step_t::refused;
             knownSeen |= 1u << which;
         } else {
-            for (int i = 0; i < nbSeen; ++i)
-                if (seenSize[i] == length && std::memcmp(seenAt[i], attribute, length) == 0)
+            for (int i = 0; i < nbOthers; ++i)
+                if (sizes[i] == length && std::memcmp(others[i], attribute, length) == 0)
                     return step_t::refused;
-            if (nbSeen == MAX_ATTRIBUTES)
+            if (nbOthers == MAX_ATTRIBUTES)
                 return step_t::refused;
-            seenAt[nbSeen] = attribute;
-            seenSize[nbSeen++] = length;
+            others[nbOthers] = attribute;
+            sizes[nbOthers++] = length;
         }
         p_ = blanks(p_, false);
         if (*p_ != '=')
@@ -652,24 +524,21 @@ step_t Scanner::startTag() {
             return fail(p_);
         if (!firstQuote_)
             firstQuote_ = quote;
-        // The slot of an attribute the records carry, or -1.
-        int slot = -1;
+        // The slot of an attribute the records carry, or OTHER.
+        int slot = OTHER;
         QString const* attr = attributes_.name(which);
         if (role == role_t::goal || role == role_t::mechanism || role == role_t::driver)
             slot = attr == &ATTR_STATUS                         ? STATUS
                    : role != role_t::goal && attr == &ATTR_NAME ? NAME
-                                                                : -1;
+                                                                : OTHER;
         else if ((role == role_t::proof_state && attr == &ATTR_PROOF_STATE) ||
                  (role == role_t::verdict && attr == &ATTR_VALUE))
             slot = VALUE;
-        const uchar* value = p_ + 1;
-        attr_t ignored;
-        const step_t step = attributeValue(slot < 0 ? nullptr : &decoded_[slot],
-                                           slot < 0 ? ignored : values_[slot]);
+        const std::uint64_t value = at(p_ + 1);
+        const step_t step = attributeValue(slot != OTHER, decoded_[slot], values_[slot]);
         if (step != step_t::done)
             return step;
-        if (slot >= 0)
-            spans_[slot] = {{at(value), at(p_ - 1)}, char(quote)};
+        spans_[slot] = {{value, at(p_ - 1)}, char(quote)};
         insert_ = p_;
     }
 }
@@ -723,14 +592,13 @@ step_t Scanner::endTag() {
     const level_t level = levels_.back();
     std::size_t size;
     if (level.known >= 0) {
-        if (!elements_.is(p_, level.known))
+        if ((size = elements_.length(p_, level.known)) == 0)
             return fail(p_);
-        size = elements_.size(level.known);
     } else {
         size = open_.size() - level.nameStart;
         if (static_cast<std::size_t>(end_ - p_) <= size)
             return fail(end_);
-        if (std::memcmp(open_.data() + level.nameStart, p_, size) != 0 || tables.name[p_[size]])
+        if (std::memcmp(open_.data() + level.nameStart, p_, size) != 0 || nameBytes[p_[size]])
             return fail(p_);
     }
     p_ = blanks(p_ + size, true);
@@ -746,120 +614,59 @@ step_t Scanner::endTag() {
 
 // The blanks that most often follow a tag, up to the next tag: read with
 // the tag rather than as a construct of their own. Any other text, and CR, is
-// left to text() and tagText().
+// left to text().
 void Scanner::blanksAfterTag() {
-    if (levels_.empty() || levels_.back().role == role_t::tag ||
-        levels_.back().role == role_t::tag_part)
-        return;
-    const uchar* q = p_;
-    long long lines = lines_;
-#ifdef __SSE2__
-    for (;; q += 16) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
-        const __m128i nl = _mm_cmpeq_epi8(v, _mm_set1_epi8('\n'));
-        const __m128i blank = _mm_or_si128(_mm_or_si128(nl, _mm_cmpeq_epi8(v, _mm_set1_epi8(' '))),
-                                           _mm_cmpeq_epi8(v, _mm_set1_epi8('\t')));
-        const unsigned other = static_cast<unsigned>(_mm_movemask_epi8(blank)) ^ 0xFFFFu;
-        const unsigned before = other ? (other & (0u - other)) - 1 : 0xFFFFu;
-        for (unsigned n = static_cast<unsigned>(_mm_movemask_epi8(nl)) & before; n; n &= n - 1)
-            ++lines;
-        if (other) {
-            q += __builtin_ctz(other);
-            break;
-        }
-    }
-#else
-    for (; tables.blank[*q]; ++q)
-        lines += *q == '\n';
-#endif
-    if (*q == '<') {
+    const long long lines = lines_;
+    const uchar* q = blanks(p_, false);
+    if (*q == '<')
         p_ = q;
+    else
         lines_ = lines;
-    }
 }
 
-// A run of text up to the next tag, outside the first Tag of an obligation.
+// A run of text up to the next tag. Inside the first Tag of an obligation it
+// is part of the obligation's name: the parser reports it unless it is blank
+// only, and takes CRs and non-ASCII characters in ways best left to it.
 // Directly inside a goal, whether it is blank only is noted.
 step_t Scanner::text() {
-    bool text = false;
-    const uchar* q = p_;
-    for (;;) {
-        q = textStop(q, lines_, text);
+    const role_t role = levels_.back().role;
+    const bool tag = role == role_t::tag || role == role_t::tag_part;
+    tagText_.clear();
+    bool blank = true;
+    for (const uchar* q = p_;;) {
         const uchar c = *q;
         if (c == '<') {
-            if (text && levels_.back().role == role_t::goal)
+            if (tag && !blank)
+                out_.tagText(tagText_);
+            if (role == role_t::goal && !blank)
                 runText_ = true;
             p_ = q;
             return step_t::done;
         }
-        if (c == '\r' && q[1] == '\n') {
-            ++q;
-            continue;
-        }
-        text = true;
+        char decoded = static_cast<char>(c);
+        int n = 1;
         if (c == '&') {
-            char decoded;
-            const int n = entity(q, decoded);
-            if (n == 0)
+            if ((n = entity(q, decoded)) == 0)
                 return fail(q);
-            q += n;
         } else if (c == ']') {
             if (q + 3 > end_ && !eof_)
                 return step_t::more;
             if (q[1] == ']' && q[2] == '>')
                 return step_t::refused; // not well-formed in text
-            ++q;
-        } else if (c >= 0x80 && c != 0x7F) {
-            const int n = utf8Length(q);
-            if (n == 0)
-                return fail(q);
-            q += n;
-        } else {
-            return fail(q); // a control character, or the end of the data
-        }
-    }
-}
-
-// A run of text inside the first Tag of an obligation: part of the
-// obligation's name. The parser reports it unless it is blank only, and takes
-// CRs and non-ASCII characters in ways best left to it.
-step_t Scanner::tagText() {
-    const uchar* q = p_;
-    while (tables.blank[*q])
-        ++q;
-    if (*q == '<') {
-        lines_ += std::count(p_, q, '\n');
-        p_ = q;
-        return step_t::done;
-    }
-    tagText_.clear();
-    for (q = p_;;) {
-        const uchar c = *q;
-        if (c == '<') {
-            out_.tagText(tagText_);
-            p_ = q;
-            return step_t::done;
-        }
-        if (c == '&') {
-            char decoded;
-            const int n = entity(q, decoded);
-            if (n == 0)
-                return fail(q);
-            tagText_.push_back(decoded);
-            q += n;
+        } else if (c == '\r' && !tag && q[1] == '\n') {
+            ++q; // a blank, as the line feed after it
             continue;
-        }
-        if (c == ']') {
-            if (q + 3 > end_ && !eof_)
-                return step_t::more;
-            if (q[1] == ']' && q[2] == '>')
-                return step_t::refused; // not well-formed in text
+        } else if (c >= 0x80 && !tag) {
+            if ((n = utf8Length(q)) == 0)
+                return fail(q);
         } else if ((c < 0x20 && c != '\t' && c != '\n') || c >= 0x7F) {
-            return fail(q); // a control character, CR, non-ASCII, or the end of the data
+            return fail(q); // a control character, CR, or the end of the data
         }
         lines_ += c == '\n';
-        tagText_.push_back(static_cast<char>(c));
-        ++q;
+        blank = blank && (c == ' ' || c == '\t' || c == '\n');
+        if (tag)
+            tagText_.push_back(decoded);
+        q += n;
     }
 }
 

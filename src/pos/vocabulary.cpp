@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -75,31 +73,6 @@ status_t proofStatusOfAttrValue(QString const& value) {
 
 namespace {
 
-// Whether the bytes are the word's: short words in two loads that overlap, a
-// call to memcmp costs more.
-bool same(std::string const& word, std::string_view v) {
-    const std::size_t n = v.size();
-    if (word.size() != n)
-        return false;
-    const auto equal = [&](auto bits) {
-        decltype(bits) a[2], b[2];
-        const std::size_t last = n - sizeof bits;
-        std::memcpy(&a[0], word.data(), sizeof bits);
-        std::memcpy(&a[1], word.data() + last, sizeof bits);
-        std::memcpy(&b[0], v.data(), sizeof bits);
-        std::memcpy(&b[1], v.data() + last, sizeof bits);
-        return a[0] == b[0] && a[1] == b[1];
-    };
-    if (n >= 8 && n <= 16)
-        return equal(std::uint64_t{});
-    if (n >= 4 && n < 8)
-        return equal(std::uint32_t{});
-    for (std::size_t i = 0; i < n; ++i)
-        if (word[i] != v[i])
-            return false;
-    return true;
-}
-
 // What a status word or proof state reads as, in UTF-8.
 struct word_t {
     std::string bytes;
@@ -107,42 +80,34 @@ struct word_t {
     bool byProver = false;
 };
 
-// The words by a hash of their length and next to last byte, which tells
-// every word apart: a value is compared with one word at most, as a rule.
-class words_t {
-public:
-    // Out of line, to keep the lookups small.
-    [[gnu::noinline]] words_t() {
-        for (auto const& [word, status] : statusWords())
-            at(word.toStdString()).status = status;
-        for (QString const& word : proofProvedStatuses)
-            at(word.toStdString()).byProver = true;
-    }
-    word_t const* find(std::string_view value) const {
-        for (word_t const& w : buckets_[hash(value)])
-            if (same(w.bytes, value))
-                return &w;
-        return nullptr;
-    }
+// The words by their length and next to last byte, which tell them apart.
+std::size_t slot(std::string_view v) {
+    return (v.size() * 4 + (v.size() > 1 ? static_cast<unsigned char>(v[v.size() - 2]) : 0)) & 63;
+}
 
-private:
-    static std::size_t hash(std::string_view v) {
-        return v.size() < 2 ? v.size()
-                            : (v.size() * 4 + static_cast<unsigned char>(v[v.size() - 2])) & 63;
-    }
-    word_t& at(std::string bytes) {
-        std::vector<word_t>& bucket = buckets_[hash(bytes)];
-        for (word_t& w : bucket)
+// Out of line, to keep the lookups small.
+[[gnu::noinline]] auto makeWords() {
+    std::array<std::vector<word_t>, 64> words;
+    const auto add = [&words](QString const& word) -> word_t& {
+        const std::string bytes = word.toStdString();
+        for (word_t& w : words[slot(bytes)])
             if (w.bytes == bytes)
                 return w;
-        return bucket.emplace_back(word_t{std::move(bytes), {}, false});
-    }
-    std::array<std::vector<word_t>, 64> buckets_;
-};
+        return words[slot(bytes)].emplace_back(word_t{bytes, {}, false});
+    };
+    for (auto const& [word, status] : statusWords())
+        add(word).status = status;
+    for (QString const& word : proofProvedStatuses)
+        add(word).byProver = true;
+    return words;
+}
 
 word_t const* lookUp(std::string_view value) {
-    static const words_t words;
-    return words.find(value);
+    static const auto words = makeWords();
+    for (word_t const& w : words[slot(value)])
+        if (w.bytes == value)
+            return &w;
+    return nullptr;
 }
 
 } // namespace
