@@ -90,7 +90,7 @@ struct mechanism_metrics_t {
     std::uint32_t nb_proved = 0;
     std::uint32_t nb_unreliably_proved = 0;
     std::uint32_t nb_disproved = 0;
-    std::map<std::string, std::unique_ptr<driver_metrics_t>> drivers;
+    std::map<std::string, std::unique_ptr<driver_metrics_t>, std::less<>> drivers;
 };
 
 struct metrics_t {
@@ -101,7 +101,7 @@ struct metrics_t {
     std::uint32_t nb_disproved = 0;
     std::uint32_t nb_ext = 0;
     std::uint32_t nb_int = 0;
-    std::map<std::string, std::unique_ptr<mechanism_metrics_t>> mechanisms;
+    std::map<std::string, std::unique_ptr<mechanism_metrics_t>, std::less<>> mechanisms;
 };
 
 // Counts the PO file at `path` (UTF-8) into `metrics`, replacing its content.

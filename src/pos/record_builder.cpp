@@ -2,16 +2,8 @@
 
 namespace pos {
 
-attr_t record_builder_t::keep(attr_t value) {
-    if (!value)
-        return std::nullopt;
-    if (used_ == texts_.size())
-        texts_.push_back(std::make_unique<std::string>());
-    return std::string_view(texts_[used_++]->assign(*value));
-}
-
-void record_builder_t::start(role_t role, long long line, attr_t name, attr_t status,
-                             attr_t value) {
+void record_builder_t::start(role_t role, long long line, attr_t const& name, attr_t const& status,
+                             attr_t const& value) {
     switch (role) {
     case role_t::obligation:
         obligation_ = {obligation_.number + 1, line, {}, false};
@@ -22,6 +14,7 @@ void record_builder_t::start(role_t role, long long line, attr_t name, attr_t st
     case role_t::goal: {
         inGoal_ = true;
         used_ = 0;
+        full_.clear();
         mechanisms_.clear();
         drivers_.clear();
         const std::uint32_t number = goal_.number + 1;

@@ -6,6 +6,7 @@
 
 #include "pos/pos.h"
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -75,7 +76,8 @@ public:
     // An element of `role` starts on `line`, with the attributes the records
     // carry: a mechanism's or driver's name, a goal's, mechanism's or
     // driver's status, a Proof_State's proofState or a verdict's value.
-    void start(role_t role, long long line, attr_t name, attr_t status, attr_t value);
+    void start(role_t role, long long line, attr_t const& name, attr_t const& status,
+               attr_t const& value);
     void tagText(std::string_view text) { tag_ += text; }
     // An element of `role` ends: a goal is handed on.
     void end(role_t role) {
@@ -90,7 +92,22 @@ public:
 
 private:
     void ended(role_t role);
-    attr_t keep(attr_t value);
+    attr_t keep(attr_t const& value) {
+        if (!value)
+            return std::nullopt;
+        const std::size_t n = value->size();
+        if (capacity_ - used_ < n) {
+            // The full arena keeps its place until the goal ends.
+            full_.push_back(std::move(arena_));
+            capacity_ = 2 * capacity_ + n;
+            arena_ = std::make_unique<char[]>(capacity_);
+            used_ = 0;
+        }
+        char* to = arena_.get() + used_;
+        used_ += n;
+        // An empty view may hold no pointer for memcpy.
+        return std::string_view(n ? static_cast<char*>(std::memcpy(to, value->data(), n)) : to, n);
+    }
 
     goal_consumer_t& consumer_;
     obligation_record_t obligation_;
@@ -99,10 +116,10 @@ private:
     goal_record_t goal_;
     std::vector<mechanism_record_t> mechanisms_;
     std::vector<driver_record_t> drivers_;
-    // The goal's values, each in a string that stays where it is; the
-    // strings are reused from goal to goal.
-    std::vector<std::unique_ptr<std::string>> texts_;
-    std::size_t used_ = 0;
+    // The goal's values, in an arena reused from goal to goal.
+    std::unique_ptr<char[]> arena_;
+    std::size_t used_ = 0, capacity_ = 0;
+    std::vector<std::unique_ptr<char[]>> full_;
 };
 
 } // namespace pos

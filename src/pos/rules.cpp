@@ -23,10 +23,9 @@ status_t checked(attr_t status, long long line) {
 // The entry of `key`, made on first use.
 template <typename Map>
 typename Map::mapped_type::element_type& entry(Map& map, std::string_view key) {
-    const std::string name(key);
-    auto it = map.find(name);
+    auto it = map.find(key);
     if (it == map.end())
-        it = map.emplace(name, std::make_unique<typename Map::mapped_type::element_type>()).first;
+        it = map.emplace(key, std::make_unique<typename Map::mapped_type::element_type>()).first;
     return *it->second;
 }
 

@@ -54,7 +54,6 @@ namespace {
 // The attribute values of a status and what they read as: the one table
 // behind every lookup of a status value.
 std::vector<std::pair<QString, status_t>> const& statusWords() {
-    // Most frequent first: the readers look values up by a linear scan.
     static const std::vector<std::pair<QString, status_t>> words{
         {ATTR_VALUE_PROVED, PROVED},       {ATTR_VALUE_UNPROVED, UNPROVED},
         {ATTR_VALUE_PROVED_ZERO, PROVED},  {ATTR_VALUE_UNKNOWN, UNKNOWN},
@@ -72,38 +71,55 @@ status_t proofStatusOfAttrValue(QString const& value) {
     return dict.at(value);
 }
 
+namespace {
+
+// What a status word or proof state reads as, in UTF-8.
+struct word_t {
+    std::string bytes;
+    std::optional<status_t> status;
+    bool byProver = false;
+};
+
+// The words by their length and next to last byte, which tell them apart.
+std::size_t slot(std::string_view v) {
+    return (v.size() * 4 + (v.size() > 1 ? static_cast<unsigned char>(v[v.size() - 2]) : 0)) & 63;
+}
+
+// Out of line, to keep the lookups small.
+[[gnu::noinline]] auto makeWords() {
+    std::array<std::vector<word_t>, 64> words;
+    const auto add = [&words](QString const& word) -> word_t& {
+        const std::string bytes = word.toStdString();
+        for (word_t& w : words[slot(bytes)])
+            if (w.bytes == bytes)
+                return w;
+        return words[slot(bytes)].emplace_back(word_t{bytes, {}, false});
+    };
+    for (auto const& [word, status] : statusWords())
+        add(word).status = status;
+    for (QString const& word : proofProvedStatuses)
+        add(word).byProver = true;
+    return words;
+}
+
+word_t const* lookUp(std::string_view value) {
+    static const auto words = makeWords();
+    for (word_t const& w : words[slot(value)])
+        if (w.bytes == value)
+            return &w;
+    return nullptr;
+}
+
+} // namespace
+
 std::optional<status_t> statusOfUtf8(std::string_view value) {
-    // The words by length: a value is compared only with words as long.
-    constexpr std::size_t LONGEST = 32;
-    static const auto bySize = [] {
-        std::array<std::vector<std::pair<std::string, status_t>>, LONGEST + 1> table;
-        for (auto const& [word, status] : statusWords()) {
-            std::string bytes = word.toStdString();
-            table[bytes.size()].emplace_back(std::move(bytes), status);
-        }
-        return table;
-    }();
-    if (value.size() > LONGEST)
-        return std::nullopt;
-    // Byte by byte: the words are short, a call to memcmp costs more.
-    for (auto const& [word, status] : bySize[value.size()]) {
-        std::size_t i = 0;
-        while (i < word.size() && word[i] == value[i])
-            ++i;
-        if (i == word.size())
-            return status;
-    }
-    return std::nullopt;
+    const word_t* w = lookUp(value);
+    return w ? w->status : std::nullopt;
 }
 
 bool provedByProver(std::string_view proofState) {
-    static const auto proved = [] {
-        std::vector<std::string> utf8;
-        for (QString const& word : proofProvedStatuses)
-            utf8.push_back(word.toStdString());
-        return utf8;
-    }();
-    return std::find(proved.begin(), proved.end(), proofState) != proved.end();
+    const word_t* w = lookUp(proofState);
+    return w && w->byProver;
 }
 
 std::optional<status_t> verdictOfUtf8(std::string_view value) {
