@@ -35,7 +35,7 @@ struct Work {
     std::condition_variable changed;
     std::vector<char> done;
     std::size_t handed = 0;
-    std::vector<std::vector<pos::goal_detail_t>> spare;
+    std::vector<goal_list_t> spare;
 };
 
 void failAt(Work& work, std::size_t i) {
@@ -48,7 +48,7 @@ void countComponent(Work& work, std::size_t i) {
     component_t& c = work.components[i];
     try {
         pos::read_state_t state;
-        c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr, &state);
+        c.read = count_po_file(c.path, c.metrics, work.goals ? &c.goals : nullptr, state);
         c.error_line = state.line;
         c.error_column = state.column;
         c.error_reason = std::move(state.message);

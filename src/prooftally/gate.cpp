@@ -34,7 +34,7 @@ namespace {
 
 // A tag as one line can show it: quotes, backslashes and control characters
 // escaped.
-std::string quoted(std::string const& text) {
+std::string quoted(std::string_view text) {
     std::string result = "\"";
     for (char c : text) {
         if (c == '"' || c == '\\') {
@@ -56,17 +56,19 @@ std::string word(pos::status_t status) {
 }
 
 // "Arith: Proved [cvc: Proved, z3: Unknown], Induct: Unproved".
-std::string results_text(pos::goal_detail_t const& goal) {
+std::string results_text(goal_list_t const& goals, goal_t const& goal) {
     std::string text;
-    for (auto const& m : goal.mechanisms) {
-        text += (text.empty() ? "" : ", ") + m.name + ": " + word(m.status);
-        std::string drivers;
-        for (auto const& d : m.drivers)
-            drivers += (drivers.empty() ? "" : ", ") + d.name + ": " + word(d.status);
-        if (!drivers.empty())
-            text += " [" + drivers + "]";
+    bool in_drivers = false;
+    for (auto r = goals.results_begin(goal), end = goals.results_end(goal); r != end; ++r) {
+        if (r->driver)
+            text += in_drivers ? ", " : " [";
+        else
+            text += in_drivers ? "], " : text.empty() ? "" : ", ";
+        in_drivers = r->driver;
+        text += goals.name(*r);
+        text += ": " + word(r->status);
     }
-    return text;
+    return in_drivers ? text + "]" : text;
 }
 
 // The --fail-on word of a status.
@@ -83,18 +85,20 @@ bool wanted(fail_on_t const& which, pos::status_t status) {
 
 } // namespace
 
-finding_t goal_finding(component_t const& c, std::size_t at, named_goal_t const& g) {
+finding_t goal_finding(component_t const& c, std::size_t at, goal_t const& g) {
     finding_t f;
-    f.kind = kind_of(g.goal->status);
+    goal_obligation_t const& o = c.goals.obligation(g);
+    f.kind = kind_of(g.status);
     f.component = c.name;
     f.file = c.path;
-    f.line = g.goal->line;
-    f.tag = g.goal->tag;
-    f.obligation = g.goal->obligation;
-    f.goal = g.goal->number;
-    f.label = g.label();
-    f.new_value = word(g.goal->status);
-    f.results = results_text(*g.goal);
+    f.line = g.line;
+    if (o.tag_size)
+        f.tag = c.goals.shared_tag(g);
+    f.tag_occurrence = o.tag_occurrence;
+    f.obligation = o.number;
+    f.goal = g.number;
+    f.new_value = word(g.status);
+    f.results = results_text(c.goals, g);
     f.at = at;
     return f;
 }
@@ -120,12 +124,12 @@ void select(fail_on_t const& which, component_t const& c, std::size_t at,
         found(file_finding(c, at));
     if (!which.any_goal())
         return;
-    for (named_goal_t const& g : named_goals(c))
-        if (wanted(which, g.goal->status))
+    for (goal_t const& g : c.goals)
+        if (wanted(which, g.status))
             found(goal_finding(c, at, g));
 }
 
-std::string obligation_key(std::string const& tag, std::uint32_t occurrence,
+std::string obligation_key(std::string_view tag, std::uint32_t occurrence,
                            std::uint32_t obligation) {
     std::string key = tag.empty() ? "obligation " + std::to_string(obligation) : quoted(tag);
     if (!tag.empty() && occurrence > 1)
@@ -137,27 +141,18 @@ std::string goal_key(std::string const& obligation, std::uint32_t number) {
     return obligation + " goal " + std::to_string(number);
 }
 
-std::string named_goal_t::obligation() const {
-    return obligation_key(goal->tag, tag_occurrence, goal->obligation);
+std::string obligation_name(goal_list_t const& goals, goal_t const& goal) {
+    goal_obligation_t const& o = goals.obligation(goal);
+    return obligation_key(goals.tag(goal), o.tag_occurrence, o.number);
 }
 
-std::string named_goal_t::label() const {
-    return goal_key(obligation(), goal->number);
+std::string const& finding_tag(finding_t const& f) {
+    static std::string const none;
+    return f.tag ? *f.tag : none;
 }
 
-std::vector<named_goal_t> named_goals(component_t const& component) {
-    std::vector<named_goal_t> named;
-    named.reserve(component.goals.size());
-    std::map<std::string, std::uint32_t> tags; // obligations seen per tag
-    std::uint32_t obligation = 0, occurrence = 0;
-    for (pos::goal_detail_t const& g : component.goals) {
-        if (g.obligation != obligation) {
-            obligation = g.obligation;
-            occurrence = g.tag.empty() ? 0 : ++tags[g.tag];
-        }
-        named.push_back({&g, occurrence});
-    }
-    return named;
+std::string finding_label(finding_t const& f) {
+    return goal_key(obligation_key(finding_tag(f), f.tag_occurrence, f.obligation), f.goal);
 }
 
 std::string finding_text(finding_t const& f) {
@@ -168,7 +163,7 @@ std::string finding_text(finding_t const& f) {
         return "no longer in the project" + after;
     if (f.kind == "counts")
         return f.results;
-    std::string text = f.goal ? f.label + ": " : "PO file ";
+    std::string text = f.goal ? finding_label(f) + ": " : "PO file ";
     if (!f.old_value.empty())
         text += f.old_value + " -> ";
     if (f.goal) {

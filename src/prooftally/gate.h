@@ -10,8 +10,10 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // What --fail-on and --goals list, one flag per word ("all" sets them all).
@@ -32,20 +34,14 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word = 
 
 // A goal as a report names it: by its obligation's tag (and the tag's
 // occurrence in the file when it repeats) or, without a tag, by the
-// obligation's position; then by its position among that obligation's goals.
-struct named_goal_t {
-    pos::goal_detail_t const* goal;
-    std::uint32_t tag_occurrence; // 1 for the first obligation with this tag
-    // "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1": the same
-    // for the same goal in two runs.
-    std::string label() const;
-    std::string obligation() const; // the label without " goal N"
-};
-std::vector<named_goal_t> named_goals(component_t const& component);
-// The name of an obligation, and of a goal in it.
-std::string obligation_key(std::string const& tag, std::uint32_t occurrence,
+// obligation's position; then by its position among that obligation's goals:
+// "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1", the same for
+// the same goal in two runs.
+std::string obligation_key(std::string_view tag, std::uint32_t occurrence,
                            std::uint32_t obligation);
 std::string goal_key(std::string const& obligation, std::uint32_t number);
+// The name of a goal's obligation (the goal's label without " goal N").
+std::string obligation_name(goal_list_t const& goals, goal_t const& goal);
 
 // One thing a gate found.
 struct finding_t {
@@ -56,9 +52,11 @@ struct finding_t {
     std::string kind;
     std::string component, file;
     long long line = 0, column = 0; // 0: the file as a whole
-    std::string tag;
+    // The obligation's tag, shared by the findings of its goals; null for
+    // none.
+    std::shared_ptr<std::string const> tag;
+    std::uint32_t tag_occurrence = 0;
     std::uint32_t obligation = 0, goal = 0; // 0: not about one goal
-    std::string label;                      // of the goal
     std::string old_value, new_value;       // statuses, or PO file states
     // Results, those that lost their proof ("Induct: Proved -> Unproved"), or
     // counts that moved the wrong way ("proved 4 -> 3").
@@ -72,6 +70,10 @@ struct finding_t {
     std::size_t at = 0;
 };
 
+// The goal's tag, empty for none, and its label (see obligation_key).
+std::string const& finding_tag(finding_t const& finding);
+std::string finding_label(finding_t const& finding);
+
 // The finding as a line for editors and CI annotators: FILE:LINE: what;
 // what it says, without the place and the component.
 std::string finding_line(finding_t const& finding);
@@ -79,7 +81,7 @@ std::string finding_text(finding_t const& finding);
 
 // A goal, and a PO file as a whole (how it was read now), as --goals names
 // them.
-finding_t goal_finding(component_t const& component, std::size_t at, named_goal_t const& goal);
+finding_t goal_finding(component_t const& component, std::size_t at, goal_t const& goal);
 finding_t file_finding(component_t const& component, std::size_t at);
 
 // The finding about the project database when it cannot be read or lists no

@@ -100,19 +100,19 @@ void write_junit_component(std::ostream& out, component_t const& component, std:
     }
     if (file.verdict)
         cases.push_back(std::move(file));
-    for (named_goal_t const& g : named_goals(component)) {
+    for (goal_t const& g : component.goals) {
         finding_t const goal = goal_finding(component, at, g);
         test_case_t& c = cases.emplace_back();
-        c.name = goal.label;
+        c.name = finding_label(goal);
         c.file = goal.file;
         c.line = goal.line;
         finding_t const* found = take(goal.obligation, goal.goal, c);
-        if (g.goal->status == pos::PROVED && !found)
+        if (g.status == pos::PROVED && !found)
             continue;
         c.verdict = "failure";
         c.type = goal.new_value;
         c.message = goal.results.empty() ? goal.new_value : goal.results;
-        if (g.goal->status == pos::PROVED) {
+        if (g.status == pos::PROVED) {
             // Proved still, but a mechanism or driver lost its proof.
             c.type = "lost";
             c.message = found->results;

@@ -17,12 +17,15 @@ int rank(std::string const& status) {
     }
 }
 
-std::map<std::string, std::string> results_of(pos::goal_detail_t const& goal) {
+std::map<std::string, std::string> results_of(goal_list_t const& goals, goal_t const& goal) {
     results_t results;
-    for (auto const& m : goal.mechanisms) {
-        results.add(m.name, pos::strOfProofStatus(m.status).toStdString());
-        for (auto const& d : m.drivers)
-            results.add_driver(d.name, pos::strOfProofStatus(d.status).toStdString());
+    for (auto r = goals.results_begin(goal), end = goals.results_end(goal); r != end; ++r) {
+        std::string const name(goals.name(*r)),
+            status = pos::strOfProofStatus(r->status).toStdString();
+        if (r->driver)
+            results.add_driver(name, status);
+        else
+            results.add(name, status);
     }
     return std::move(results.by_name);
 }
@@ -130,14 +133,14 @@ void compare_component(component_t const& c, std::size_t at, baseline_component_
         f.old_value = old->po_file_state;
         f.since = true;
     }
-    std::vector<named_goal_t> const goals = named_goals(c);
+    goal_list_t const& goals = c.goals;
     std::size_t kept = 0;
     // One obligation at a time: its name is made once, and where its number
     // of goals changed, positions moved.
     for (std::size_t first = 0, end = 0; first < goals.size(); first = end) {
-        while (end < goals.size() && goals[end].goal->obligation == goals[first].goal->obligation)
+        while (end < goals.size() && goals[end].obligation == goals[first].obligation)
             ++end;
-        auto const listed = old ? then.find(goals[first].obligation()) : then.end();
+        auto const listed = old ? then.find(obligation_name(goals, goals[first])) : then.end();
         baseline_obligation_t const* const before =
             listed == then.end() ? nullptr : &listed->second;
         std::string note;
@@ -145,14 +148,14 @@ void compare_component(component_t const& c, std::size_t at, baseline_component_
             note = "goals renumbered: " + std::to_string(before->listed) + " -> " +
                    std::to_string(end - first);
         for (std::size_t i = first; i < end; ++i) {
-            pos::goal_detail_t const& g = *goals[i].goal;
+            goal_t const& g = goals[i];
             auto const was =
                 before ? before->goals.find(g.number) : decltype(before->goals.end()){};
             if (!before || was == before->goals.end()) {
                 ++counts.added;
                 if (g.status == pos::PROVED)
                     continue;
-                finding_t& f = found.emplace_back(goal_finding(c, at, goals[i]));
+                finding_t& f = found.emplace_back(goal_finding(c, at, g));
                 f.kind = f.old_value = "new";
                 f.results.clear();
                 f.note = note;
@@ -161,13 +164,13 @@ void compare_component(component_t const& c, std::size_t at, baseline_component_
             }
             ++counts.compared;
             ++kept;
-            std::string results = lost_results(was->second.results, results_of(g));
+            std::string results = lost_results(was->second.results, results_of(goals, g));
             std::string const now_word = pos::strOfProofStatus(g.status).toStdString();
             int const then_rank = rank(was->second.status), now_rank = rank(now_word);
             bool const disproved = g.status == pos::DISPROVED && was->second.status != now_word;
             if (!((then_rank > 0 && now_rank < then_rank) || disproved || !results.empty()))
                 continue;
-            finding_t& f = found.emplace_back(goal_finding(c, at, goals[i]));
+            finding_t& f = found.emplace_back(goal_finding(c, at, g));
             f.kind = "lost";
             f.old_value = was->second.status;
             f.results = std::move(results);
