@@ -2,6 +2,7 @@
 
 #include "prooftally/report_json.h"
 
+#include <charconv>
 #include <cstdio>
 #include <sstream>
 
@@ -32,43 +33,10 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word) {
 
 namespace {
 
-// A tag as one line can show it: quotes, backslashes and control characters
-// escaped.
-std::string quoted(std::string_view text) {
-    std::string result = "\"";
-    for (char c : text) {
-        if (c == '"' || c == '\\') {
-            result += '\\';
-            result += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escaped[5];
-            std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned char>(c));
-            result += escaped;
-        } else {
-            result += c;
-        }
-    }
-    return result + "\"";
-}
-
-std::string word(pos::status_t status) {
-    return pos::strOfProofStatus(status).toStdString();
-}
-
-// "Arith: Proved [cvc: Proved, z3: Unknown], Induct: Unproved".
-std::string results_text(goal_list_t const& goals, goal_t const& goal) {
-    std::string text;
-    bool in_drivers = false;
-    for (auto r = goals.results_begin(goal), end = goals.results_end(goal); r != end; ++r) {
-        if (r->driver)
-            text += in_drivers ? ", " : " [";
-        else
-            text += in_drivers ? "], " : text.empty() ? "" : ", ";
-        in_drivers = r->driver;
-        text += goals.name(*r);
-        text += ": " + word(r->status);
-    }
-    return in_drivers ? text + "]" : text;
+void append_number(std::string& out, long long n) {
+    char digits[24];
+    auto const end = std::to_chars(digits, digits + sizeof digits, n).ptr;
+    out.append(digits, static_cast<std::size_t>(end - digits));
 }
 
 // The --fail-on word of a status.
@@ -83,32 +51,38 @@ bool wanted(fail_on_t const& which, pos::status_t status) {
            (status == pos::DISPROVED && which.disproved);
 }
 
-} // namespace
-
-finding_t goal_finding(component_t const& c, std::size_t at, goal_t const& g) {
-    finding_t f;
-    goal_obligation_t const& o = c.goals.obligation(g);
+// The finding of goal `g` of the component that `f` already names.
+void set_goal(finding_t& f, goal_list_t const& goals, goal_t const& g) {
+    goal_obligation_t const& o = goals.obligation(g);
     f.kind = kind_of(g.status);
-    f.component = c.name;
-    f.file = c.path;
     f.line = g.line;
-    if (o.tag_size)
-        f.tag = c.goals.shared_tag(g);
-    f.tag_occurrence = o.tag_occurrence;
+    if (f.name != goals.name(g))
+        f.name = goals.name(g);
     f.obligation = o.number;
     f.goal = g.number;
-    f.new_value = word(g.status);
-    f.results = results_text(c.goals, g);
+    f.new_value = status_word(g.status);
+    f.results = goals.results_text(g);
+}
+
+finding_t component_finding(component_t const& c, std::size_t at) {
+    finding_t f;
+    f.component = c.name;
+    f.file = c.path;
     f.at = at;
     return f;
 }
 
+} // namespace
+
+finding_t goal_finding(component_t const& c, std::size_t at, goal_t const& g) {
+    finding_t f = component_finding(c, at);
+    set_goal(f, c.goals, g);
+    return f;
+}
+
 finding_t file_finding(component_t const& c, std::size_t at) {
-    finding_t f;
+    finding_t f = component_finding(c, at);
     f.kind = f.new_value = po_file_state_word(c.read);
-    f.component = c.name;
-    f.file = c.path;
-    f.at = at;
     if (c.read == pos::po_read_t::malformed) {
         f.line = c.error_line;
         f.column = c.error_column;
@@ -124,67 +98,102 @@ void select(fail_on_t const& which, component_t const& c, std::size_t at,
         found(file_finding(c, at));
     if (!which.any_goal())
         return;
+    finding_t f = component_finding(c, at); // one for all, its memory reused
     for (goal_t const& g : c.goals)
-        if (wanted(which, g.status))
-            found(goal_finding(c, at, g));
-}
-
-std::string obligation_key(std::string_view tag, std::uint32_t occurrence,
-                           std::uint32_t obligation) {
-    std::string key = tag.empty() ? "obligation " + std::to_string(obligation) : quoted(tag);
-    if (!tag.empty() && occurrence > 1)
-        key += " #" + std::to_string(occurrence);
-    return key;
-}
-
-std::string goal_key(std::string const& obligation, std::uint32_t number) {
-    return obligation + " goal " + std::to_string(number);
-}
-
-std::string obligation_name(goal_list_t const& goals, goal_t const& goal) {
-    goal_obligation_t const& o = goals.obligation(goal);
-    return obligation_key(goals.tag(goal), o.tag_occurrence, o.number);
+        if (wanted(which, g.status)) {
+            set_goal(f, c.goals, g);
+            found(f);
+        }
 }
 
 std::string const& finding_tag(finding_t const& f) {
     static std::string const none;
-    return f.tag ? *f.tag : none;
+    return f.name ? f.name->tag : none;
 }
 
+namespace {
+
+void append_label(std::string& out, finding_t const& f) {
+    if (f.name)
+        out += f.name->key;
+    out += " goal ";
+    append_number(out, f.goal);
+}
+
+void append_text(std::string& out, finding_t const& f) {
+    if (f.kind == "database") {
+        out += f.new_value;
+        return;
+    }
+    auto const after = [&out, &f] {
+        if (!f.results.empty())
+            out.append(" (").append(f.results).append(")");
+    };
+    if (f.kind == "gone") {
+        out += "no longer in the project";
+        after();
+        return;
+    }
+    if (f.kind == "counts") {
+        out += f.results;
+        return;
+    }
+    if (f.goal) {
+        append_label(out, f);
+        out += ": ";
+    } else {
+        out += "PO file ";
+    }
+    if (!f.old_value.empty())
+        out.append(f.old_value).append(" -> ");
+    if (f.goal) {
+        out += f.new_value;
+        after();
+        if (!f.note.empty())
+            out.append(" (").append(f.note).append(")");
+        return;
+    }
+    out += f.new_value == "malformed" ? "not well-formed XML" : f.new_value;
+    if (!f.note.empty())
+        out.append(": ").append(f.note);
+    if (!f.results.empty())
+        out.append(", ").append(f.results);
+}
+
+} // namespace
+
 std::string finding_label(finding_t const& f) {
-    return goal_key(obligation_key(finding_tag(f), f.tag_occurrence, f.obligation), f.goal);
+    std::string label;
+    append_label(label, f);
+    return label;
 }
 
 std::string finding_text(finding_t const& f) {
-    if (f.kind == "database")
-        return f.new_value;
-    std::string const after = f.results.empty() ? "" : " (" + f.results + ")";
-    if (f.kind == "gone")
-        return "no longer in the project" + after;
-    if (f.kind == "counts")
-        return f.results;
-    std::string text = f.goal ? finding_label(f) + ": " : "PO file ";
-    if (!f.old_value.empty())
-        text += f.old_value + " -> ";
-    if (f.goal) {
-        text += f.new_value + after;
-        return f.note.empty() ? text : text + " (" + f.note + ")";
+    std::string text;
+    append_text(text, f);
+    return text;
+}
+
+void append_finding_line(std::string& out, finding_t const& f) {
+    out += f.file;
+    if (f.line > 0) {
+        out += ':';
+        append_number(out, f.line);
     }
-    text += f.new_value == "malformed" ? "not well-formed XML" : f.new_value;
-    if (!f.note.empty())
-        text += ": " + f.note;
-    return f.results.empty() ? text : text + ", " + f.results;
+    if (f.line > 0 && f.column > 0) {
+        out += ':';
+        append_number(out, f.column);
+    }
+    if (f.kind != "database")
+        out.append(": ").append(f.component);
+    out += ": ";
+    append_text(out, f);
 }
 
 std::string finding_line(finding_t const& f) {
-    std::string line = f.file;
-    if (f.line > 0)
-        line += ':' + std::to_string(f.line);
-    if (f.line > 0 && f.column > 0)
-        line += ':' + std::to_string(f.column);
-    if (f.kind != "database")
-        line += ": " + f.component;
-    return line + ": " + finding_text(f);
+    std::string line;
+    append_finding_line(line, f);
+    return line;
 }
 
 std::optional<finding_t> database_failure(collection_t const& collected) {

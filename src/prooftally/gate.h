@@ -32,17 +32,6 @@ struct fail_on_t {
 // `all_word`); nothing for an unknown word.
 std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word = false);
 
-// A goal as a report names it: by its obligation's tag (and the tag's
-// occurrence in the file when it repeats) or, without a tag, by the
-// obligation's position; then by its position among that obligation's goals:
-// "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1", the same for
-// the same goal in two runs.
-std::string obligation_key(std::string_view tag, std::uint32_t occurrence,
-                           std::uint32_t obligation);
-std::string goal_key(std::string const& obligation, std::uint32_t number);
-// The name of a goal's obligation (the goal's label without " goal N").
-std::string obligation_name(goal_list_t const& goals, goal_t const& goal);
-
 // One thing a gate found.
 struct finding_t {
     // --fail-on: unproved, unreliable, disproved (a goal), missing, malformed
@@ -52,10 +41,8 @@ struct finding_t {
     std::string kind;
     std::string component, file;
     long long line = 0, column = 0; // 0: the file as a whole
-    // The obligation's tag, shared by the findings of its goals; null for
-    // none.
-    std::shared_ptr<std::string const> tag;
-    std::uint32_t tag_occurrence = 0;
+    // A goal's obligation, shared by the findings of its goals.
+    std::shared_ptr<obligation_name_t const> name;
     std::uint32_t obligation = 0, goal = 0; // 0: not about one goal
     std::string old_value, new_value;       // statuses, or PO file states
     // Results, those that lost their proof ("Induct: Proved -> Unproved"), or
@@ -70,13 +57,15 @@ struct finding_t {
     std::size_t at = 0;
 };
 
-// The goal's tag, empty for none, and its label (see obligation_key).
+// A goal's tag, empty for none, and its label (see obligation_key).
 std::string const& finding_tag(finding_t const& finding);
 std::string finding_label(finding_t const& finding);
 
 // The finding as a line for editors and CI annotators: FILE:LINE: what;
 // what it says, without the place and the component.
 std::string finding_line(finding_t const& finding);
+// The same line appended to `out`.
+void append_finding_line(std::string& out, finding_t const& finding);
 std::string finding_text(finding_t const& finding);
 
 // A goal, and a PO file as a whole (how it was read now), as --goals names

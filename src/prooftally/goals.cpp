@@ -1,15 +1,23 @@
 #include "prooftally/goals.h"
 
+#include <algorithm>
+#include <cstdio>
+
 namespace {
 
 // A mechanism's or driver's status attribute read by the goal's rule: the
 // same words, "Unproved" when absent, the same exception for an unknown one.
-pos::status_t status_of(pos::attr_t status, long long line) {
-    pos::goal_record_t probe;
-    probe.status = status;
-    probe.line = line;
-    return pos::recordedStatus(probe);
-}
+class status_reader_t {
+public:
+    pos::status_t operator()(pos::attr_t status, long long line) {
+        probe_.status = status;
+        probe_.line = line;
+        return pos::recordedStatus(probe_);
+    }
+
+private:
+    pos::goal_record_t probe_;
+};
 
 // Counts a file's goals and lists them when asked.
 class lister_t : public pos::goal_consumer_t {
@@ -36,18 +44,83 @@ private:
     goal_list_t* goals_;
 };
 
+// A tag as one line can show it: quotes, backslashes and control characters
+// escaped.
+void append_quoted(std::string& out, std::string_view text) {
+    out += '"';
+    std::size_t plain = 0; // the start of the bytes not yet written
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        auto const c = static_cast<unsigned char>(text[i]);
+        if (c >= 0x20 && c != '"' && c != '\\')
+            continue;
+        out.append(text.data() + plain, i - plain);
+        plain = i + 1;
+        if (c >= 0x20) {
+            out += '\\';
+            out += static_cast<char>(c);
+        } else {
+            char escaped[5];
+            std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+            out += escaped;
+        }
+    }
+    out.append(text.data() + plain, text.size() - plain);
+    out += '"';
+}
+
+// ": Proved" and the like, made once.
+std::string const& after_name(pos::status_t status) {
+    static std::string const words[] = {
+        ": " + status_word(pos::UNPROVED), ": " + status_word(pos::UNKNOWN),
+        ": " + status_word(pos::UNRELIABLY_PROVED), ": " + status_word(pos::PROVED),
+        ": " + status_word(pos::DISPROVED)};
+    return words[status];
+}
+
 } // namespace
+
+void text_buffer_t::grow(std::size_t more) {
+    std::size_t const capacity = std::max(2 * capacity_, size_ + more + 4096);
+    std::unique_ptr<char[]> data(new char[capacity]);
+    if (size_)
+        std::memcpy(data.get(), data_.get(), size_);
+    data_ = std::move(data);
+    capacity_ = capacity;
+}
+
+std::string const& status_word(pos::status_t status) {
+    static std::string const words[] = {pos::strOfProofStatus(pos::UNPROVED).toStdString(),
+                                        pos::strOfProofStatus(pos::UNKNOWN).toStdString(),
+                                        pos::strOfProofStatus(pos::UNRELIABLY_PROVED).toStdString(),
+                                        pos::strOfProofStatus(pos::PROVED).toStdString(),
+                                        pos::strOfProofStatus(pos::DISPROVED).toStdString()};
+    return words[status];
+}
+
+std::string obligation_key(std::string_view tag, std::uint32_t occurrence,
+                           std::uint32_t obligation) {
+    if (tag.empty())
+        return "obligation " + std::to_string(obligation);
+    std::string key;
+    append_quoted(key, tag);
+    if (occurrence > 1)
+        key += " #" + std::to_string(occurrence);
+    return key;
+}
 
 std::string_view goal_list_t::tag(goal_t const& g) const {
     goal_obligation_t const& o = obligations_[g.obligation];
     return {text_.data() + o.tag, o.tag_size};
 }
 
-std::shared_ptr<std::string const> const& goal_list_t::shared_tag(goal_t const& g) const {
+std::shared_ptr<obligation_name_t const> const& goal_list_t::name(goal_t const& g) const {
     goal_obligation_t const& o = obligations_[g.obligation];
-    if (!o.shared)
-        o.shared = std::make_shared<std::string const>(tag(g));
-    return o.shared;
+    if (!o.name) {
+        std::string_view const text = tag(g);
+        o.name = std::make_shared<obligation_name_t const>(
+            obligation_name_t{std::string(text), obligation_key(text, o.tag_occurrence, o.number)});
+    }
+    return o.name;
 }
 
 void goal_list_t::clear() {
@@ -70,16 +143,29 @@ void goal_list_t::add(pos::goal_record_t const& goal) {
     g.line = goal.line;
     g.status = pos::recordedStatus(goal);
     g.first_result = results_.size();
+    g.results = text_.size();
+    status_reader_t status_of;
+    // Each result is written as the reports show it: name, colon, status.
+    auto const result = [this, &status_of](pos::attr_t name, pos::attr_t status, long long line,
+                                           bool driver) {
+        std::string_view const text = name.value_or("");
+        pos::status_t const s = status_of(status, line);
+        results_.push_back({text_.size(), text.size(), s, driver});
+        text_ += text;
+        text_ += after_name(s);
+    };
     for (pos::mechanism_record_t const& m : goal.mechanisms) {
-        std::string_view const name = m.name.value_or("");
-        results_.push_back({text_.size(), name.size(), status_of(m.status, m.line), false});
-        text_ += name;
+        if (g.results != text_.size())
+            text_ += ", ";
+        result(m.name, m.status, m.line, false);
         for (pos::driver_record_t const& d : m.drivers) {
-            std::string_view const driver = d.name.value_or("");
-            results_.push_back({text_.size(), driver.size(), status_of(d.status, d.line), true});
-            text_ += driver;
+            text_ += &d == m.drivers.begin() ? " [" : ", ";
+            result(d.name, d.status, d.line, true);
         }
+        if (m.drivers.size())
+            text_ += "]";
     }
+    g.results_size = text_.size() - g.results;
     g.end_result = results_.size();
 }
 

@@ -8,6 +8,7 @@
 #include "pos/pos.h"
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,12 +22,24 @@ struct goal_result_t {
     bool driver = false;
 };
 
+// An obligation as a report names it: by its tag (and the tag's occurrence
+// in the file when it repeats) or, without a tag, by its position:
+// "\"Init\"", "\"Init\" #2", "obligation 3"; its goals add " goal N". The same
+// for the same obligation in two runs.
+std::string obligation_key(std::string_view tag, std::uint32_t occurrence,
+                           std::uint32_t obligation);
+
+// What the findings of an obligation's goals share.
+struct obligation_name_t {
+    std::string tag, key;
+};
+
 struct goal_obligation_t {
     std::uint32_t number = 0;          // its place in the file, from 1
     std::uint32_t tag_occurrence = 0;  // 1 for the first with its tag; 0 without a tag
     std::size_t tag = 0, tag_size = 0; // in the list's text
-    // The tag as findings hold it, made when the first one needs it.
-    mutable std::shared_ptr<std::string const> shared;
+    // Made when the first finding needs it.
+    mutable std::shared_ptr<obligation_name_t const> name;
 };
 
 struct goal_t {
@@ -35,6 +48,32 @@ struct goal_t {
     long long line = 0;           // of its Simple_Goal start tag
     pos::status_t status = pos::UNPROVED;
     std::size_t first_result = 0, end_result = 0;
+    std::size_t results = 0, results_size = 0; // their text, in the list's text
+};
+
+// A status as PO files write it: "Proved", "Unproved"...
+std::string const& status_word(pos::status_t status);
+
+// Bytes appended a piece at a time: most pieces are a few bytes long, and
+// the buffer is reused.
+class text_buffer_t {
+public:
+    char const* data() const { return data_.get(); }
+    std::size_t size() const { return size_; }
+    void clear() { size_ = 0; }
+    text_buffer_t& operator+=(std::string_view s) {
+        if (s.size() > capacity_ - size_)
+            grow(s.size());
+        if (!s.empty())
+            std::memcpy(data_.get() + size_, s.data(), s.size());
+        size_ += s.size();
+        return *this;
+    }
+
+private:
+    void grow(std::size_t more);
+    std::unique_ptr<char[]> data_;
+    std::size_t size_ = 0, capacity_ = 0;
 };
 
 class goal_list_t {
@@ -49,9 +88,13 @@ public:
         return obligations_[g.obligation];
     }
     std::string_view tag(goal_t const& g) const;
-    std::shared_ptr<std::string const> const& shared_tag(goal_t const& g) const;
+    std::shared_ptr<obligation_name_t const> const& name(goal_t const& g) const;
     std::string_view name(goal_result_t const& r) const {
         return {text_.data() + r.name, r.name_size};
+    }
+    // "Arith: Proved [cvc: Proved, z3: Unknown], Induct: Unproved".
+    std::string_view results_text(goal_t const& g) const {
+        return {text_.data() + g.results, g.results_size};
     }
     // The goal's results, mechanisms each followed by its drivers.
     goal_result_t const* results_begin(goal_t const& g) const {
@@ -71,7 +114,7 @@ private:
     std::vector<goal_t> goals_;
     std::vector<goal_obligation_t> obligations_;
     std::vector<goal_result_t> results_;
-    std::string text_;
+    text_buffer_t text_;
     std::unordered_map<std::string, std::uint32_t> tags_; // obligations seen per tag
     std::uint32_t open_ = 0; // the number of the obligation whose goals come
 };

@@ -140,7 +140,7 @@ void compare_component(component_t const& c, std::size_t at, baseline_component_
     for (std::size_t first = 0, end = 0; first < goals.size(); first = end) {
         while (end < goals.size() && goals[end].obligation == goals[first].obligation)
             ++end;
-        auto const listed = old ? then.find(obligation_name(goals, goals[first])) : then.end();
+        auto const listed = old ? then.find(goals.name(goals[first])->key) : then.end();
         baseline_obligation_t const* const before =
             listed == then.end() ? nullptr : &listed->second;
         std::string note;
@@ -165,7 +165,7 @@ void compare_component(component_t const& c, std::size_t at, baseline_component_
             ++counts.compared;
             ++kept;
             std::string results = lost_results(was->second.results, results_of(goals, g));
-            std::string const now_word = pos::strOfProofStatus(g.status).toStdString();
+            std::string const& now_word = status_word(g.status);
             int const then_rank = rank(was->second.status), now_rank = rank(now_word);
             bool const disproved = g.status == pos::DISPROVED && was->second.status != now_word;
             if (!((then_rank > 0 && now_rank < then_rank) || disproved || !results.empty()))
