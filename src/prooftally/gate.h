@@ -128,6 +128,9 @@ void compare_component(component_t const& c, std::size_t at, baseline_component_
                        baseline_goals_t const& then, goal_counts_t& counts,
                        std::vector<finding_t>& found);
 
+// Distinct goals of a component of the baseline.
+std::size_t goal_count(baseline_goals_t const& then);
+
 // A component that only the baseline lists, at `at`.
 finding_t gone_finding(baseline_component_t const& old, std::size_t at);
 

@@ -79,15 +79,6 @@ std::string const& after_name(pos::status_t status) {
 
 } // namespace
 
-void text_buffer_t::grow(std::size_t more) {
-    std::size_t const capacity = std::max(2 * capacity_, size_ + more + 4096);
-    std::unique_ptr<char[]> data(new char[capacity]);
-    if (size_)
-        std::memcpy(data.get(), data_.get(), size_);
-    data_ = std::move(data);
-    capacity_ = capacity;
-}
-
 std::string const& status_word(pos::status_t status) {
     static std::string const words[] = {pos::strOfProofStatus(pos::UNPROVED).toStdString(),
                                         pos::strOfProofStatus(pos::UNKNOWN).toStdString(),

@@ -5,10 +5,11 @@
 #ifndef GOALS_H
 #define GOALS_H
 
+#include "prooftally/text_buffer.h"
+
 #include "pos/pos.h"
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -53,28 +54,6 @@ struct goal_t {
 
 // A status as PO files write it: "Proved", "Unproved"...
 std::string const& status_word(pos::status_t status);
-
-// Bytes appended a piece at a time: most pieces are a few bytes long, and
-// the buffer is reused.
-class text_buffer_t {
-public:
-    char const* data() const { return data_.get(); }
-    std::size_t size() const { return size_; }
-    void clear() { size_ = 0; }
-    text_buffer_t& operator+=(std::string_view s) {
-        if (s.size() > capacity_ - size_)
-            grow(s.size());
-        if (!s.empty())
-            std::memcpy(data_.get() + size_, s.data(), s.size());
-        size_ += s.size();
-        return *this;
-    }
-
-private:
-    void grow(std::size_t more);
-    std::unique_ptr<char[]> data_;
-    std::size_t size_ = 0, capacity_ = 0;
-};
 
 class goal_list_t {
 public:
