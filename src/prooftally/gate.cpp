@@ -33,10 +33,10 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word) {
 
 namespace {
 
-void append_number(std::string& out, long long n) {
+template <typename Out> void append_number(Out& out, long long n) {
     char digits[24];
     auto const end = std::to_chars(digits, digits + sizeof digits, n).ptr;
-    out.append(digits, static_cast<std::size_t>(end - digits));
+    out += std::string_view(digits, static_cast<std::size_t>(end - digits));
 }
 
 // The --fail-on word of a status.
@@ -113,25 +113,30 @@ std::string const& finding_tag(finding_t const& f) {
 
 namespace {
 
-void append_label(std::string& out, finding_t const& f) {
+template <typename Out> void append_label(Out& out, finding_t const& f) {
     if (f.name)
         out += f.name->key;
     out += " goal ";
     append_number(out, f.goal);
 }
 
-void append_text(std::string& out, finding_t const& f) {
+// `text` in parentheses after a blank, when there is one.
+template <typename Out> void append_aside(Out& out, std::string const& text) {
+    if (text.empty())
+        return;
+    out += " (";
+    out += text;
+    out += ")";
+}
+
+template <typename Out> void append_text(Out& out, finding_t const& f) {
     if (f.kind == "database") {
         out += f.new_value;
         return;
     }
-    auto const after = [&out, &f] {
-        if (!f.results.empty())
-            out.append(" (").append(f.results).append(")");
-    };
     if (f.kind == "gone") {
         out += "no longer in the project";
-        after();
+        append_aside(out, f.results);
         return;
     }
     if (f.kind == "counts") {
@@ -144,20 +149,46 @@ void append_text(std::string& out, finding_t const& f) {
     } else {
         out += "PO file ";
     }
-    if (!f.old_value.empty())
-        out.append(f.old_value).append(" -> ");
+    if (!f.old_value.empty()) {
+        out += f.old_value;
+        out += " -> ";
+    }
     if (f.goal) {
         out += f.new_value;
-        after();
-        if (!f.note.empty())
-            out.append(" (").append(f.note).append(")");
+        append_aside(out, f.results);
+        append_aside(out, f.note);
         return;
     }
-    out += f.new_value == "malformed" ? "not well-formed XML" : f.new_value;
-    if (!f.note.empty())
-        out.append(": ").append(f.note);
-    if (!f.results.empty())
-        out.append(", ").append(f.results);
+    if (f.new_value == "malformed")
+        out += "not well-formed XML";
+    else
+        out += f.new_value;
+    if (!f.note.empty()) {
+        out += ": ";
+        out += f.note;
+    }
+    if (!f.results.empty()) {
+        out += ", ";
+        out += f.results;
+    }
+}
+
+template <typename Out> void append_line(Out& out, finding_t const& f) {
+    out += f.file;
+    if (f.line > 0) {
+        out += ":";
+        append_number(out, f.line);
+    }
+    if (f.line > 0 && f.column > 0) {
+        out += ":";
+        append_number(out, f.column);
+    }
+    if (f.kind != "database") {
+        out += ": ";
+        out += f.component;
+    }
+    out += ": ";
+    append_text(out, f);
 }
 
 } // namespace
@@ -174,26 +205,14 @@ std::string finding_text(finding_t const& f) {
     return text;
 }
 
-void append_finding_line(std::string& out, finding_t const& f) {
-    out += f.file;
-    if (f.line > 0) {
-        out += ':';
-        append_number(out, f.line);
-    }
-    if (f.line > 0 && f.column > 0) {
-        out += ':';
-        append_number(out, f.column);
-    }
-    if (f.kind != "database")
-        out.append(": ").append(f.component);
-    out += ": ";
-    append_text(out, f);
-}
-
 std::string finding_line(finding_t const& f) {
     std::string line;
-    append_finding_line(line, f);
+    append_line(line, f);
     return line;
+}
+
+void append_finding_line(text_buffer_t& out, finding_t const& f) {
+    append_line(out, f);
 }
 
 std::optional<finding_t> database_failure(collection_t const& collected) {

@@ -65,7 +65,7 @@ std::string finding_label(finding_t const& finding);
 // what it says, without the place and the component.
 std::string finding_line(finding_t const& finding);
 // The same line appended to `out`.
-void append_finding_line(std::string& out, finding_t const& finding);
+void append_finding_line(text_buffer_t& out, finding_t const& finding);
 std::string finding_text(finding_t const& finding);
 
 // A goal, and a PO file as a whole (how it was read now), as --goals names

@@ -116,7 +116,7 @@ bool cerr_findings(report_t const& report) {
 // The goals and PO file that --goals names in component `c`, a line each,
 // written a buffer at a time.
 void write_listing(std::ostream& out, fail_on_t const& listed, component_t const& c, std::size_t at,
-                   std::string& buffer) {
+                   text_buffer_t& buffer) {
     auto const write = [&out, &buffer] {
         out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
         buffer.clear();
@@ -124,7 +124,7 @@ void write_listing(std::ostream& out, fail_on_t const& listed, component_t const
     buffer.clear();
     select(listed, c, at, [&](finding_t const& f) {
         append_finding_line(buffer, f);
-        buffer += '\n';
+        buffer += "\n";
         if (buffer.size() >= (1u << 20))
             write();
     });
@@ -247,6 +247,7 @@ int main(int argc, char* argv[]) {
     std::unique_ptr<std::fstream> spool = streamed ? temporary_file() : nullptr;
     std::ostream& out = spool ? *spool : std::cout;
     std::string buffer;
+    text_buffer_t lines;
     collect_sink_t sink;
     sink.listed = [&](collection_t const& collected) {
         builder.listed(collected);
@@ -264,7 +265,7 @@ int main(int argc, char* argv[]) {
             write_junit_component(out, c, at, findings.data() + first,
                                   findings.data() + findings.size());
         else if (format == format_t::goals)
-            write_listing(out, listed, c, at, buffer);
+            write_listing(out, listed, c, at, lines);
     };
     bool const by_goal = streamed || builder.needs_goals();
     collection_t collected =

@@ -6,11 +6,21 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 // Bytes appended a piece at a time: most pieces are a few bytes long, and
 // the buffer is reused.
 class text_buffer_t {
 public:
+    text_buffer_t() = default;
+    // Moved, it leaves an empty buffer behind.
+    text_buffer_t(text_buffer_t&& other) noexcept { *this = std::move(other); }
+    text_buffer_t& operator=(text_buffer_t&& other) noexcept {
+        data_ = std::move(other.data_);
+        size_ = std::exchange(other.size_, 0);
+        capacity_ = std::exchange(other.capacity_, 0);
+        return *this;
+    }
     char const* data() const { return data_.get(); }
     std::size_t size() const { return size_; }
     void clear() { size_ = 0; }
