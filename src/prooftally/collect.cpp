@@ -143,7 +143,9 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project,
     const std::size_t workers =
         std::min<std::size_t>({std::max(1u, std::thread::hardware_concurrency()), MAX_WORKERS,
                                std::max<std::size_t>(1, result.components.size())});
-    Work work(result.components, goals, windowed, 2 * workers);
+    // Four components ahead per worker: one large component does not keep
+    // the others waiting for the sink.
+    Work work(result.components, goals, windowed, 4 * workers);
     work.errors.resize(result.components.size());
     work.unknown.resize(result.components.size());
     work.done.resize(result.components.size());
