@@ -15,6 +15,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -45,8 +46,17 @@ public:
 
     void skip_blanks() {
         for (;;) {
-            while (current_ < last_ && blank(*current_))
+            while (current_ < last_) {
+                // Indentation eight spaces at a time.
+                std::uint64_t word;
+                if (last_ - current_ >= 8 && (std::memcpy(&word, current_, 8), word == SPACES)) {
+                    current_ += 8;
+                    continue;
+                }
+                if (!blank(*current_))
+                    return;
                 ++current_;
+            }
             if (!blank(*current_))
                 return;
             read();
@@ -54,7 +64,10 @@ public:
     }
 
 private:
-    static bool blank(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
+    static constexpr std::uint64_t SPACES = 0x2020202020202020u;
+    static bool blank(char c) {
+        return c <= ' ' && (c == ' ' || c == '\n' || c == '\r' || c == '\t');
+    }
     // Steps to the next byte; at the end of the file the stream holds '\0'.
     void read() {
         if (current_ < last_) {
@@ -275,9 +288,9 @@ private:
         case in_t::goal_list:
             if (object) {
                 child = in_t::goal;
-                goal_ = {};
+                goal_.reset();
                 goal_fields_ = 0;
-                results_ = {};
+                start_results();
             } else {
                 bad_goal_list = true;
             }
@@ -318,7 +331,7 @@ private:
         case in_t::obligations:
             if (!object) {
                 child = in_t::obligation;
-                goal_ = {};
+                goal_.reset();
             } else {
                 bad_obligations = true;
             }
@@ -326,7 +339,7 @@ private:
         case in_t::obligation:
             if (index >= 3 && !object) {
                 child = in_t::goal3;
-                results_ = {};
+                start_results();
             } else {
                 bad_obligations = true;
             }
@@ -468,7 +481,7 @@ private:
             add_result(mechanism_.first, mechanism_.second);
             if (goals_)
                 for (auto const& [name, status] : drivers_)
-                    results_.add_driver(name, status);
+                    goals_->results.add_driver(name, status);
             break;
         case in_t::obligation:
             if (f.items < 3)
@@ -484,9 +497,9 @@ private:
             if (f.items < 2 || f.items % 2)
                 bad_obligations = true;
             else if (goals_) {
-                results_.add(drivers_[0].first, drivers_[0].second);
+                goals_->results.add(drivers_[0].first, drivers_[0].second);
                 for (std::size_t i = 1; i < drivers_.size(); ++i)
-                    results_.add_driver(drivers_[i].first, drivers_[i].second);
+                    goals_->results.add_driver(drivers_[i].first, drivers_[i].second);
             }
             break;
         default:
@@ -571,9 +584,14 @@ private:
         }
     }
 
+    void start_results() {
+        if (goals_)
+            goals_->results.start();
+    }
+
     void add_result(std::string_view name, std::string_view status) {
         if (goals_)
-            results_.add(std::string(name), std::string(status));
+            goals_->results.add(name, status);
     }
 
     void add_goal() {
@@ -582,21 +600,25 @@ private:
         // Goals of one obligation come together: its name is made once.
         if (obligation_name_.empty() || goal_.tag != last_.tag ||
             goal_.occurrence != last_.occurrence || goal_.obligation != last_.obligation) {
-            last_ = {goal_.tag, goal_.occurrence, goal_.obligation};
+            last_.tag = goal_.tag;
+            last_.occurrence = goal_.occurrence;
+            last_.obligation = goal_.obligation;
             obligation_name_ =
                 obligation_key(goal_.tag, static_cast<std::uint32_t>(goal_.occurrence),
                                static_cast<std::uint32_t>(goal_.obligation));
         }
-        baseline_obligation_t& o = (*goals_)[obligation_name_];
-        ++o.listed;
-        o.goals[static_cast<std::uint32_t>(goal_.number)] = {goal_.status,
-                                                             std::move(results_.by_name)};
-        results_ = {};
+        goals_->add_goal(obligation_name_, static_cast<std::uint32_t>(goal_.number), goal_.status);
     }
 
     struct goal_fields_t {
         std::string tag, status;
         int occurrence = 0, obligation = 0, number = 0;
+        // Cleared, its memory kept for the next goal.
+        void reset() {
+            tag.clear();
+            status.clear();
+            occurrence = obligation = number = 0;
+        }
     };
     struct obligation_id_t {
         std::string tag;
@@ -611,7 +633,6 @@ private:
     unsigned fields_ = 0, goal_fields_ = 0;
     bool has_goal_list_ = false, has_obligations_ = false;
     goal_fields_t goal_;
-    results_t results_;
     std::pair<std::string, std::string> mechanism_;
     std::vector<std::pair<std::string, std::string>> drivers_;
     obligation_id_t last_;
@@ -750,27 +771,72 @@ std::optional<baseline_t> load_baseline(std::string const& path, std::string& er
     return result;
 }
 
-std::optional<baseline_goals_t> baseline_goals(baseline_t const& baseline, std::size_t i) {
+bool baseline_goals(baseline_t const& baseline, std::size_t i, baseline_goals_t& goals) {
+    goals.clear();
     std::FILE* const file = baseline.file.get();
     if (baseline.version == 1 ||
         std::fseek(file, static_cast<long>(baseline.components[i].offset), SEEK_SET) != 0)
-        return baseline_goals_t{};
-    baseline_goals_t goals;
+        return true;
     std::array<char, 65536> buffer;
     file_stream_t in(file, buffer.data(), buffer.size());
     baseline_t scratch;
     scratch.version = baseline.version;
     handler_t h(in, scratch, &goals);
     rapidjson::Reader reader;
-    if (reader.Parse<PARSE | rapidjson::kParseStopWhenDoneFlag>(in, h).IsError() ||
-        h.bad_component || h.bad_goal_list || h.bad_obligations)
-        return std::nullopt;
-    return goals;
+    return !reader.Parse<PARSE | rapidjson::kParseStopWhenDoneFlag>(in, h).IsError() &&
+           !h.bad_component && !h.bad_goal_list && !h.bad_obligations;
 }
 
-std::size_t goal_count(baseline_goals_t const& goals) {
-    std::size_t count = 0;
-    for (auto const& [name, obligation] : goals)
-        count += obligation.goals.size();
-    return count;
+void keyed_results_t::add(std::string_view name, std::string_view status, bool driver) {
+    if (!driver)
+        mechanism_ = list_.size();
+    // A driver before any mechanism of its goal goes under the name "".
+    bool const under = driver && mechanism_ >= goal_ && mechanism_ < list_.size();
+    // The names before it in its goal (a mechanism) or its mechanism (a driver).
+    int occurrence = 1;
+    for (std::size_t i = under ? mechanism_ + 1 : goal_; i < list_.size(); ++i)
+        if (list_[i].driver == driver && text_.view(list_[i].name, list_[i].name_size) == name)
+            ++occurrence;
+    result_t r;
+    r.driver = driver;
+    r.name = text_.size();
+    r.name_size = name.size();
+    text_ += name;
+    r.key = text_.size();
+    if (under) {
+        result_t const& m = list_[mechanism_];
+        text_ += text_.view(m.key, m.key_size);
+    }
+    if (driver)
+        text_ += "/";
+    text_ += name;
+    if (occurrence > 1) {
+        text_ += "#";
+        text_ += std::to_string(occurrence);
+    }
+    r.key_size = text_.size() - r.key;
+    r.status = text_.size();
+    r.status_size = status.size();
+    text_ += status;
+    list_.push_back(r);
+}
+
+void baseline_goals_t::add_goal(std::string_view obligation, std::uint32_t number,
+                                std::string_view status) {
+    if (obligations_.empty() || key(obligations_.back()) != obligation) {
+        obligation_t& o = obligations_.emplace_back();
+        o.key = text_.size();
+        o.key_size = obligation.size();
+        o.first_goal = goals_.size();
+        text_ += obligation;
+    }
+    goal_t& g = goals_.emplace_back();
+    g.obligation = obligations_.size() - 1;
+    g.number = number;
+    g.status = text_.size();
+    g.status_size = status.size();
+    text_ += status;
+    g.first_result = results.goal_start();
+    g.end_result = results.size();
+    obligations_.back().end_goal = goals_.size();
 }

@@ -35,7 +35,7 @@ struct Work {
     std::condition_variable changed;
     std::vector<char> done;
     std::size_t handed = 0;
-    std::vector<std::vector<pos::goal_detail_t>> spare;
+    std::vector<goal_list_t> spare;
 };
 
 void failAt(Work& work, std::size_t i) {
@@ -48,7 +48,7 @@ void countComponent(Work& work, std::size_t i) {
     component_t& c = work.components[i];
     try {
         pos::read_state_t state;
-        c.read = pos::countPoFile(c.path, c.metrics, work.goals ? &c.goals : nullptr, &state);
+        c.read = count_po_file(c.path, c.metrics, work.goals ? &c.goals : nullptr, state);
         c.error_line = state.line;
         c.error_column = state.column;
         c.error_reason = std::move(state.message);
@@ -143,7 +143,9 @@ collection_t collect_metrics(std::string const& bdp, std::string const& project,
     const std::size_t workers =
         std::min<std::size_t>({std::max(1u, std::thread::hardware_concurrency()), MAX_WORKERS,
                                std::max<std::size_t>(1, result.components.size())});
-    Work work(result.components, goals, windowed, 2 * workers);
+    // Four components ahead per worker: one large component does not keep
+    // the others waiting for the sink.
+    Work work(result.components, goals, windowed, 4 * workers);
     work.errors.resize(result.components.size());
     work.unknown.resize(result.components.size());
     work.done.resize(result.components.size());

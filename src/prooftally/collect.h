@@ -2,6 +2,8 @@
 #ifndef COLLECT_H
 #define COLLECT_H
 
+#include "prooftally/goals.h"
+
 #include "pos/pos.h"
 
 #include <functional>
@@ -14,8 +16,8 @@ struct component_t {
     std::string name; // UTF-8 bytes, as the database lists it
     std::string path; // of its PO file
     pos::po_read_t read = pos::po_read_t::unopened;
-    pos::metrics_t metrics;                // all zero when the file was not read
-    std::vector<pos::goal_detail_t> goals; // only when asked for, while handed on
+    pos::metrics_t metrics; // all zero when the file was not read
+    goal_list_t goals;      // only when asked for, while handed on
     // Where the XML reader stopped in a PO file that is not well-formed, when
     // known: line 0 means the file as a whole.
     long long error_line = 0, error_column = 0;

@@ -2,6 +2,7 @@
 
 #include "prooftally/report_json.h"
 
+#include <charconv>
 #include <cstdio>
 #include <sstream>
 
@@ -32,41 +33,10 @@ std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word) {
 
 namespace {
 
-// A tag as one line can show it: quotes, backslashes and control characters
-// escaped.
-std::string quoted(std::string const& text) {
-    std::string result = "\"";
-    for (char c : text) {
-        if (c == '"' || c == '\\') {
-            result += '\\';
-            result += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escaped[5];
-            std::snprintf(escaped, sizeof escaped, "\\x%02X", static_cast<unsigned char>(c));
-            result += escaped;
-        } else {
-            result += c;
-        }
-    }
-    return result + "\"";
-}
-
-std::string word(pos::status_t status) {
-    return pos::strOfProofStatus(status).toStdString();
-}
-
-// "Arith: Proved [cvc: Proved, z3: Unknown], Induct: Unproved".
-std::string results_text(pos::goal_detail_t const& goal) {
-    std::string text;
-    for (auto const& m : goal.mechanisms) {
-        text += (text.empty() ? "" : ", ") + m.name + ": " + word(m.status);
-        std::string drivers;
-        for (auto const& d : m.drivers)
-            drivers += (drivers.empty() ? "" : ", ") + d.name + ": " + word(d.status);
-        if (!drivers.empty())
-            text += " [" + drivers + "]";
-    }
-    return text;
+template <typename Out> void append_number(Out& out, long long n) {
+    char digits[24];
+    auto const end = std::to_chars(digits, digits + sizeof digits, n).ptr;
+    out += std::string_view(digits, static_cast<std::size_t>(end - digits));
 }
 
 // The --fail-on word of a status.
@@ -81,30 +51,38 @@ bool wanted(fail_on_t const& which, pos::status_t status) {
            (status == pos::DISPROVED && which.disproved);
 }
 
-} // namespace
+// The finding of goal `g` of the component that `f` already names.
+void set_goal(finding_t& f, goal_list_t const& goals, goal_t const& g) {
+    goal_obligation_t const& o = goals.obligation(g);
+    f.kind = kind_of(g.status);
+    f.line = g.line;
+    if (f.name != goals.name(g))
+        f.name = goals.name(g);
+    f.obligation = o.number;
+    f.goal = g.number;
+    f.new_value = status_word(g.status);
+    f.results = goals.results_text(g);
+}
 
-finding_t goal_finding(component_t const& c, std::size_t at, named_goal_t const& g) {
+finding_t component_finding(component_t const& c, std::size_t at) {
     finding_t f;
-    f.kind = kind_of(g.goal->status);
     f.component = c.name;
     f.file = c.path;
-    f.line = g.goal->line;
-    f.tag = g.goal->tag;
-    f.obligation = g.goal->obligation;
-    f.goal = g.goal->number;
-    f.label = g.label();
-    f.new_value = word(g.goal->status);
-    f.results = results_text(*g.goal);
     f.at = at;
     return f;
 }
 
+} // namespace
+
+finding_t goal_finding(component_t const& c, std::size_t at, goal_t const& g) {
+    finding_t f = component_finding(c, at);
+    set_goal(f, c.goals, g);
+    return f;
+}
+
 finding_t file_finding(component_t const& c, std::size_t at) {
-    finding_t f;
+    finding_t f = component_finding(c, at);
     f.kind = f.new_value = po_file_state_word(c.read);
-    f.component = c.name;
-    f.file = c.path;
-    f.at = at;
     if (c.read == pos::po_read_t::malformed) {
         f.line = c.error_line;
         f.column = c.error_column;
@@ -120,76 +98,121 @@ void select(fail_on_t const& which, component_t const& c, std::size_t at,
         found(file_finding(c, at));
     if (!which.any_goal())
         return;
-    for (named_goal_t const& g : named_goals(c))
-        if (wanted(which, g.goal->status))
-            found(goal_finding(c, at, g));
-}
-
-std::string obligation_key(std::string const& tag, std::uint32_t occurrence,
-                           std::uint32_t obligation) {
-    std::string key = tag.empty() ? "obligation " + std::to_string(obligation) : quoted(tag);
-    if (!tag.empty() && occurrence > 1)
-        key += " #" + std::to_string(occurrence);
-    return key;
-}
-
-std::string goal_key(std::string const& obligation, std::uint32_t number) {
-    return obligation + " goal " + std::to_string(number);
-}
-
-std::string named_goal_t::obligation() const {
-    return obligation_key(goal->tag, tag_occurrence, goal->obligation);
-}
-
-std::string named_goal_t::label() const {
-    return goal_key(obligation(), goal->number);
-}
-
-std::vector<named_goal_t> named_goals(component_t const& component) {
-    std::vector<named_goal_t> named;
-    named.reserve(component.goals.size());
-    std::map<std::string, std::uint32_t> tags; // obligations seen per tag
-    std::uint32_t obligation = 0, occurrence = 0;
-    for (pos::goal_detail_t const& g : component.goals) {
-        if (g.obligation != obligation) {
-            obligation = g.obligation;
-            occurrence = g.tag.empty() ? 0 : ++tags[g.tag];
+    finding_t f = component_finding(c, at); // one for all, its memory reused
+    for (goal_t const& g : c.goals)
+        if (wanted(which, g.status)) {
+            set_goal(f, c.goals, g);
+            found(f);
         }
-        named.push_back({&g, occurrence});
+}
+
+std::string const& finding_tag(finding_t const& f) {
+    static std::string const none;
+    return f.name ? f.name->tag : none;
+}
+
+namespace {
+
+template <typename Out> void append_label(Out& out, finding_t const& f) {
+    if (f.name)
+        out += f.name->key;
+    out += " goal ";
+    append_number(out, f.goal);
+}
+
+// `text` in parentheses after a blank, when there is one.
+template <typename Out> void append_aside(Out& out, std::string const& text) {
+    if (text.empty())
+        return;
+    out += " (";
+    out += text;
+    out += ")";
+}
+
+template <typename Out> void append_text(Out& out, finding_t const& f) {
+    if (f.kind == "database") {
+        out += f.new_value;
+        return;
     }
-    return named;
+    if (f.kind == "gone") {
+        out += "no longer in the project";
+        append_aside(out, f.results);
+        return;
+    }
+    if (f.kind == "counts") {
+        out += f.results;
+        return;
+    }
+    if (f.goal) {
+        append_label(out, f);
+        out += ": ";
+    } else {
+        out += "PO file ";
+    }
+    if (!f.old_value.empty()) {
+        out += f.old_value;
+        out += " -> ";
+    }
+    if (f.goal) {
+        out += f.new_value;
+        append_aside(out, f.results);
+        append_aside(out, f.note);
+        return;
+    }
+    if (f.new_value == "malformed")
+        out += "not well-formed XML";
+    else
+        out += f.new_value;
+    if (!f.note.empty()) {
+        out += ": ";
+        out += f.note;
+    }
+    if (!f.results.empty()) {
+        out += ", ";
+        out += f.results;
+    }
+}
+
+template <typename Out> void append_line(Out& out, finding_t const& f) {
+    out += f.file;
+    if (f.line > 0) {
+        out += ":";
+        append_number(out, f.line);
+    }
+    if (f.line > 0 && f.column > 0) {
+        out += ":";
+        append_number(out, f.column);
+    }
+    if (f.kind != "database") {
+        out += ": ";
+        out += f.component;
+    }
+    out += ": ";
+    append_text(out, f);
+}
+
+} // namespace
+
+std::string finding_label(finding_t const& f) {
+    std::string label;
+    append_label(label, f);
+    return label;
 }
 
 std::string finding_text(finding_t const& f) {
-    if (f.kind == "database")
-        return f.new_value;
-    std::string const after = f.results.empty() ? "" : " (" + f.results + ")";
-    if (f.kind == "gone")
-        return "no longer in the project" + after;
-    if (f.kind == "counts")
-        return f.results;
-    std::string text = f.goal ? f.label + ": " : "PO file ";
-    if (!f.old_value.empty())
-        text += f.old_value + " -> ";
-    if (f.goal) {
-        text += f.new_value + after;
-        return f.note.empty() ? text : text + " (" + f.note + ")";
-    }
-    text += f.new_value == "malformed" ? "not well-formed XML" : f.new_value;
-    if (!f.note.empty())
-        text += ": " + f.note;
-    return f.results.empty() ? text : text + ", " + f.results;
+    std::string text;
+    append_text(text, f);
+    return text;
 }
 
 std::string finding_line(finding_t const& f) {
-    std::string line = f.file;
-    if (f.line > 0)
-        line += ':' + std::to_string(f.line);
-    if (f.line > 0 && f.column > 0)
-        line += ':' + std::to_string(f.column);
-    if (f.kind != "database")
-        line += ": " + f.component;
-    return line + ": " + finding_text(f);
+    std::string line;
+    append_line(line, f);
+    return line;
+}
+
+void append_finding_line(text_buffer_t& out, finding_t const& f) {
+    append_line(out, f);
 }
 
 std::optional<finding_t> database_failure(collection_t const& collected) {

@@ -10,8 +10,10 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // What --fail-on and --goals list, one flag per word ("all" sets them all).
@@ -30,23 +32,6 @@ struct fail_on_t {
 // `all_word`); nothing for an unknown word.
 std::optional<fail_on_t> parse_fail_on(std::string const& list, bool all_word = false);
 
-// A goal as a report names it: by its obligation's tag (and the tag's
-// occurrence in the file when it repeats) or, without a tag, by the
-// obligation's position; then by its position among that obligation's goals.
-struct named_goal_t {
-    pos::goal_detail_t const* goal;
-    std::uint32_t tag_occurrence; // 1 for the first obligation with this tag
-    // "\"Init\" goal 2", "\"Init\" #2 goal 1", "obligation 3 goal 1": the same
-    // for the same goal in two runs.
-    std::string label() const;
-    std::string obligation() const; // the label without " goal N"
-};
-std::vector<named_goal_t> named_goals(component_t const& component);
-// The name of an obligation, and of a goal in it.
-std::string obligation_key(std::string const& tag, std::uint32_t occurrence,
-                           std::uint32_t obligation);
-std::string goal_key(std::string const& obligation, std::uint32_t number);
-
 // One thing a gate found.
 struct finding_t {
     // --fail-on: unproved, unreliable, disproved (a goal), missing, malformed
@@ -56,9 +41,9 @@ struct finding_t {
     std::string kind;
     std::string component, file;
     long long line = 0, column = 0; // 0: the file as a whole
-    std::string tag;
+    // A goal's obligation, shared by the findings of its goals.
+    std::shared_ptr<obligation_name_t const> name;
     std::uint32_t obligation = 0, goal = 0; // 0: not about one goal
-    std::string label;                      // of the goal
     std::string old_value, new_value;       // statuses, or PO file states
     // Results, those that lost their proof ("Induct: Proved -> Unproved"), or
     // counts that moved the wrong way ("proved 4 -> 3").
@@ -72,14 +57,20 @@ struct finding_t {
     std::size_t at = 0;
 };
 
+// A goal's tag, empty for none, and its label (see obligation_key).
+std::string const& finding_tag(finding_t const& finding);
+std::string finding_label(finding_t const& finding);
+
 // The finding as a line for editors and CI annotators: FILE:LINE: what;
 // what it says, without the place and the component.
 std::string finding_line(finding_t const& finding);
+// The same line appended to `out`.
+void append_finding_line(text_buffer_t& out, finding_t const& finding);
 std::string finding_text(finding_t const& finding);
 
 // A goal, and a PO file as a whole (how it was read now), as --goals names
 // them.
-finding_t goal_finding(component_t const& component, std::size_t at, named_goal_t const& goal);
+finding_t goal_finding(component_t const& component, std::size_t at, goal_t const& goal);
 finding_t file_finding(component_t const& component, std::size_t at);
 
 // The finding about the project database when it cannot be read or lists no
@@ -136,6 +127,9 @@ struct goal_counts_t {
 void compare_component(component_t const& c, std::size_t at, baseline_component_t const* old,
                        baseline_goals_t const& then, goal_counts_t& counts,
                        std::vector<finding_t>& found);
+
+// Distinct goals of a component of the baseline.
+std::size_t goal_count(baseline_goals_t const& then);
 
 // A component that only the baseline lists, at `at`.
 finding_t gone_finding(baseline_component_t const& old, std::size_t at);

@@ -8,7 +8,7 @@ namespace {
 
 // True when Qt reads `bytes` as UTF-8 unchanged: well-formed, without
 // surrogates or overlong forms, and not starting with a byte order mark.
-bool plain_utf8(std::string const& bytes) {
+bool plain_utf8(std::string_view bytes) {
     auto const* p = reinterpret_cast<unsigned char const*>(bytes.data());
     auto const* const end = p + bytes.size();
     if (bytes.size() >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF)
@@ -77,12 +77,13 @@ void append_escaped(std::string& out, char const* p, std::size_t size) {
 
 } // namespace
 
-void append_json_string(std::string& out, std::string const& bytes) {
+void append_json_string(std::string& out, std::string_view bytes) {
     if (plain_utf8(bytes)) {
         append_escaped(out, bytes.data(), bytes.size());
         return;
     }
-    QByteArray const read = QString::fromStdString(bytes).toUtf8();
+    QByteArray const read =
+        QString::fromUtf8(bytes.data(), static_cast<int>(bytes.size())).toUtf8();
     append_escaped(out, read.constData(), static_cast<std::size_t>(read.size()));
 }
 

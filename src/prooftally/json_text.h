@@ -5,11 +5,12 @@
 #define JSON_TEXT_H
 
 #include <string>
+#include <string_view>
 
 // `bytes` (UTF-8) as a JSON string: quotes, backslashes and control
 // characters escaped; what Qt would not take as UTF-8 (invalid sequences, a
 // leading byte order mark) as Qt reads it.
-void append_json_string(std::string& out, std::string const& bytes);
+void append_json_string(std::string& out, std::string_view bytes);
 
 void append_json_number(std::string& out, long long value);
 

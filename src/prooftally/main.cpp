@@ -113,6 +113,24 @@ bool cerr_findings(report_t const& report) {
     return !report.findings.empty();
 }
 
+// The goals and PO file that --goals names in component `c`, a line each,
+// written a buffer at a time.
+void write_listing(std::ostream& out, fail_on_t const& listed, component_t const& c, std::size_t at,
+                   text_buffer_t& buffer) {
+    auto const write = [&out, &buffer] {
+        out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+        buffer.clear();
+    };
+    buffer.clear();
+    select(listed, c, at, [&](finding_t const& f) {
+        append_finding_line(buffer, f);
+        buffer += "\n";
+        if (buffer.size() >= (1u << 20))
+            write();
+    });
+    write();
+}
+
 // Why the options given are no run, for the option parser's kind of message.
 bool bad_list(char const* program, char const* option, char const* words, char const* list) {
     std::cerr << program << ": " << option << ": not a list of " << words << ": '" << list << "'\n";
@@ -229,6 +247,7 @@ int main(int argc, char* argv[]) {
     std::unique_ptr<std::fstream> spool = streamed ? temporary_file() : nullptr;
     std::ostream& out = spool ? *spool : std::cout;
     std::string buffer;
+    text_buffer_t lines;
     collect_sink_t sink;
     sink.listed = [&](collection_t const& collected) {
         builder.listed(collected);
@@ -246,7 +265,7 @@ int main(int argc, char* argv[]) {
             write_junit_component(out, c, at, findings.data() + first,
                                   findings.data() + findings.size());
         else if (format == format_t::goals)
-            select(listed, c, at, [&out](finding_t const& f) { out << finding_line(f) << '\n'; });
+            write_listing(out, listed, c, at, lines);
     };
     bool const by_goal = streamed || builder.needs_goals();
     collection_t collected =

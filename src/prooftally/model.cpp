@@ -71,13 +71,13 @@ std::size_t report_builder_t::counted(std::size_t at, component_t const& c) {
                 if (auto lost = regression(*old, &c, at, report_.bdp))
                     found = count_findings({*lost});
         } else {
-            std::optional<baseline_goals_t> then;
-            if (old) {
-                then = baseline_goals(*baseline_, listed->second[occurrence]);
-                if (!then && baseline_error_.empty())
+            then_.clear();
+            if (old && !baseline_goals(*baseline_, listed->second[occurrence], then_)) {
+                then_.clear();
+                if (baseline_error_.empty())
                     baseline_error_ = "changed while it was read";
             }
-            compare_component(c, at, old, then ? *then : baseline_goals_t{}, counts_, found);
+            compare_component(c, at, old, then_, counts_, found);
         }
     }
     select(report_.fail_on, c, at, [&found](finding_t const& f) { found.push_back(f); });
@@ -121,10 +121,10 @@ report_t report_builder_t::finish(collection_t collected) {
                     report_.findings.push_back(std::move(f));
             } else {
                 report_.findings.push_back(gone_finding(old, gone++));
-                std::optional<baseline_goals_t> const then = baseline_goals(*baseline_, i);
-                if (!then && baseline_error_.empty())
+                bool const read = baseline_goals(*baseline_, i, then_);
+                if (!read && baseline_error_.empty())
                     baseline_error_ = "changed while it was read";
-                counts_.vanished += then ? goal_count(*then) : 0;
+                counts_.vanished += read ? goal_count(then_) : 0;
             }
             ++since.regressions;
         }

@@ -67,6 +67,7 @@ private:
     std::map<std::string, std::size_t> seen_;
     std::vector<char> matched_;
     goal_counts_t counts_;
+    baseline_goals_t then_; // a component's, its memory reused
     std::string baseline_error_;
 };
 

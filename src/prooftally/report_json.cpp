@@ -84,17 +84,20 @@ void counters_tail(std::string& out, pos::metrics_t const& metrics) {
 void obligations(std::string& out, component_t const& c) {
     append_json_key(out, "obligations");
     out += '[';
+    goal_list_t const& goals = c.goals;
+    bool open = false;
     std::uint32_t obligation = 0;
-    for (named_goal_t const& named : named_goals(c)) {
-        pos::goal_detail_t const& g = *named.goal;
-        if (obligation == 0 || g.obligation != obligation) {
-            out += obligation ? "],[" : "[";
+    for (goal_t const& g : goals) {
+        if (!open || g.obligation != obligation) {
+            out += open ? "],[" : "[";
+            open = true;
             obligation = g.obligation;
-            append_json_string(out, g.tag);
+            goal_obligation_t const& o = goals.obligation(g);
+            append_json_string(out, goals.tag(g));
             out += ',';
-            append_json_number(out, named.tag_occurrence);
+            append_json_number(out, o.tag_occurrence);
             out += ',';
-            append_json_number(out, g.obligation);
+            append_json_number(out, o.number);
         }
         out += ",[";
         append_json_number(out, g.number);
@@ -102,22 +105,15 @@ void obligations(std::string& out, component_t const& c) {
         append_json_number(out, g.line);
         out += ',';
         status(out, g.status);
-        for (auto const& m : g.mechanisms) {
-            out += ",[";
-            append_json_string(out, m.name);
+        for (auto r = goals.results_begin(g), end = goals.results_end(g); r != end; ++r) {
+            out += r->driver ? "," : r == goals.results_begin(g) ? ",[" : "],[";
+            append_json_string(out, goals.name(*r));
             out += ',';
-            status(out, m.status);
-            for (auto const& d : m.drivers) {
-                out += ',';
-                append_json_string(out, d.name);
-                out += ',';
-                status(out, d.status);
-            }
-            out += ']';
+            status(out, r->status);
         }
-        out += ']';
+        out += goals.results_begin(g) == goals.results_end(g) ? "]" : "]]";
     }
-    out += obligation ? "]]," : "],";
+    out += open ? "]]," : "],";
 }
 
 void findings(std::string& out, std::vector<finding_t> const& list) {
@@ -138,7 +134,7 @@ void findings(std::string& out, std::vector<finding_t> const& list) {
         count(out, "obligation", f.obligation);
         text(out, "old", f.old_value);
         text(out, "results", f.results);
-        text(out, "tag", f.tag, true);
+        text(out, "tag", finding_tag(f), true);
         out += '}';
     }
     out += "],";

@@ -16,6 +16,29 @@ struct test_case_t {
     std::vector<std::string> lines; // what the run says of it, FILE:LINE: ...
 };
 
+// A suite's head, its cases written one at a time after it.
+void write_suite_head(std::ostream& out, std::string const& classname, std::size_t tests,
+                      std::size_t failures, std::size_t errors) {
+    out << "  <testsuite name=\"" << classname << "\" tests=\"" << tests << "\" failures=\""
+        << failures << "\" errors=\"" << errors << "\">\n";
+}
+
+void write_case(std::ostream& out, std::string const& classname, test_case_t const& c) {
+    out << "    <testcase classname=\"" << classname << "\" name=\"" << html_text(c.name)
+        << "\" file=\"" << html_text(c.file) << '"';
+    if (c.line > 0)
+        out << " line=\"" << c.line << '"';
+    if (!c.verdict) {
+        out << "/>\n";
+        return;
+    }
+    out << ">\n      <" << c.verdict << " type=\"" << html_text(c.type) << "\" message=\""
+        << html_text(c.message) << "\">";
+    for (std::size_t i = 0; i < c.lines.size(); ++i)
+        out << (i ? "\n" : "") << html_text(c.lines[i]);
+    out << "</" << c.verdict << ">\n    </testcase>\n";
+}
+
 void write_suite(std::ostream& out, std::string const& name,
                  std::vector<test_case_t> const& cases) {
     std::size_t failures = 0, errors = 0;
@@ -23,23 +46,9 @@ void write_suite(std::ostream& out, std::string const& name,
         if (c.verdict)
             ++(c.verdict[0] == 'e' ? errors : failures);
     std::string const classname = html_text(name);
-    out << "  <testsuite name=\"" << classname << "\" tests=\"" << cases.size() << "\" failures=\""
-        << failures << "\" errors=\"" << errors << "\">\n";
-    for (test_case_t const& c : cases) {
-        out << "    <testcase classname=\"" << classname << "\" name=\"" << html_text(c.name)
-            << "\" file=\"" << html_text(c.file) << '"';
-        if (c.line > 0)
-            out << " line=\"" << c.line << '"';
-        if (!c.verdict) {
-            out << "/>\n";
-            continue;
-        }
-        out << ">\n      <" << c.verdict << " type=\"" << html_text(c.type) << "\" message=\""
-            << html_text(c.message) << "\">";
-        for (std::size_t i = 0; i < c.lines.size(); ++i)
-            out << (i ? "\n" : "") << html_text(c.lines[i]);
-        out << "</" << c.verdict << ">\n    </testcase>\n";
-    }
+    write_suite_head(out, classname, cases.size(), failures, errors);
+    for (test_case_t const& c : cases)
+        write_case(out, classname, c);
     out << "  </testsuite>\n";
 }
 
@@ -82,7 +91,6 @@ void write_junit_component(std::ostream& out, component_t const& component, std:
         }
         return first;
     };
-    std::vector<test_case_t> cases;
     test_case_t file;
     if (finding_t const* found = take(0, 0, file)) {
         std::vector<std::string> lines = std::move(file.lines);
@@ -98,29 +106,46 @@ void write_junit_component(std::ostream& out, component_t const& component, std:
         if (file.lines.empty())
             file.lines.push_back(finding_line(state));
     }
+    // The goals' cases are written one at a time: first what they count.
+    std::size_t failures = 0, errors = 0;
     if (file.verdict)
-        cases.push_back(std::move(file));
-    for (named_goal_t const& g : named_goals(component)) {
+        ++(file.verdict[0] == 'e' ? errors : failures);
+    finding_t const* ahead = next;
+    for (goal_t const& g : component.goals) {
+        std::uint32_t const obligation = component.goals.obligation(g).number;
+        bool found = false;
+        for (; ahead != end && ahead->obligation == obligation && ahead->goal == g.number; ++ahead)
+            found = true;
+        failures += g.status != pos::PROVED || found;
+    }
+    std::string const classname = html_text(component.name);
+    write_suite_head(out, classname, component.goals.size() + (file.verdict ? 1 : 0), failures,
+                     errors);
+    if (file.verdict)
+        write_case(out, classname, file);
+    test_case_t c;
+    for (goal_t const& g : component.goals) {
         finding_t const goal = goal_finding(component, at, g);
-        test_case_t& c = cases.emplace_back();
-        c.name = goal.label;
+        c = test_case_t{};
+        c.name = finding_label(goal);
         c.file = goal.file;
         c.line = goal.line;
         finding_t const* found = take(goal.obligation, goal.goal, c);
-        if (g.goal->status == pos::PROVED && !found)
-            continue;
-        c.verdict = "failure";
-        c.type = goal.new_value;
-        c.message = goal.results.empty() ? goal.new_value : goal.results;
-        if (g.goal->status == pos::PROVED) {
-            // Proved still, but a mechanism or driver lost its proof.
-            c.type = "lost";
-            c.message = found->results;
+        if (g.status != pos::PROVED || found) {
+            c.verdict = "failure";
+            c.type = goal.new_value;
+            c.message = goal.results.empty() ? goal.new_value : goal.results;
+            if (g.status == pos::PROVED) {
+                // Proved still, but a mechanism or driver lost its proof.
+                c.type = "lost";
+                c.message = found->results;
+            }
+            if (c.lines.empty())
+                c.lines.push_back(finding_line(goal));
         }
-        if (c.lines.empty())
-            c.lines.push_back(finding_line(goal));
+        write_case(out, classname, c);
     }
-    write_suite(out, component.name, cases);
+    out << "  </testsuite>\n";
 }
 
 void write_junit_tail(std::ostream& out, report_t const& report) {
