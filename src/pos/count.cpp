@@ -5,30 +5,12 @@ namespace pos {
 
 namespace {
 
-// The counting rule over every goal, listing them when asked.
+// The counting rule over every goal.
 class counter_t : public goal_consumer_t {
 public:
-    explicit counter_t(bool listing) : listing_(listing) {}
-    void restart() override {
-        counted = metrics_t{};
-        listed.clear();
-        obligationStart_ = 0;
-    }
-    void goal(goal_record_t const& goal) override {
-        countGoal(goal, counted, listing_ ? &listed : nullptr);
-    }
-    // A tag may come after the obligation's goals.
-    void endObligation(obligation_record_t const& obligation) override {
-        for (std::size_t i = obligationStart_; i < listed.size(); ++i)
-            listed[i].tag = obligation.tag;
-        obligationStart_ = listed.size();
-    }
+    void restart() override { counted = metrics_t{}; }
+    void goal(goal_record_t const& goal) override { countGoal(goal, counted); }
     metrics_t counted;
-    std::vector<goal_detail_t> listed;
-
-private:
-    bool listing_;
-    std::size_t obligationStart_ = 0;
 };
 
 } // namespace
@@ -58,25 +40,17 @@ read_state_t loadPoDocument(std::string const& path, QDomDocument& doc) {
             error.message.toStdString(), error.line, error.column};
 }
 
-po_read_t countPoFile(std::string const& path, metrics_t& metrics,
-                      std::vector<goal_detail_t>* goals, read_state_t* stopped) {
-    counter_t counter(goals != nullptr);
-    const auto keep = [&] {
-        metrics = std::move(counter.counted);
-        if (goals)
-            *goals = std::move(counter.listed);
-    };
+po_read_t countPoFile(std::string const& path, metrics_t& metrics) {
+    counter_t counter;
     read_state_t state;
     try {
         state = readPoFile(path, counter);
     } catch (unknown_status_error const&) {
-        keep(); // the counts up to the unknown value
+        metrics = std::move(counter.counted); // the counts up to the unknown value
         throw;
     }
     if (state.read != po_read_t::unopened)
-        keep();
-    if (stopped)
-        *stopped = state;
+        metrics = std::move(counter.counted);
     return state.read;
 }
 

@@ -113,31 +113,11 @@ bool getMetrics(std::string const& path, metrics_t& metrics);
 // How a PO file was read.
 enum class po_read_t { read, unopened, malformed };
 
-// A mechanism's or driver's result on one goal.
-struct result_detail_t {
-    std::string name;
-    status_t status;
-    std::vector<result_detail_t> drivers; // of a mechanism
-};
-
-// One goal as its PO file records it: where it is and what it holds.
-struct goal_detail_t {
-    std::string tag;              // the text of its obligation's first Tag; empty when none
-    std::uint32_t obligation = 0; // position of that obligation in the file, from 1
-    std::uint32_t number = 0;     // position of the goal in its obligation, from 1
-    long long line = 0;           // of its Simple_Goal start tag
-    status_t status = UNPROVED;
-    std::vector<result_detail_t> mechanisms;
-};
-
 struct read_state_t;
 
 // getMetrics, also telling a file that was counted whole from one that is
-// not well-formed (counted as far as the reader got). With `goals`, every
-// goal counted is listed there, in file order; with `state`, where and why
-// the reading stopped.
-po_read_t countPoFile(std::string const& path, metrics_t& metrics,
-                      std::vector<goal_detail_t>* goals = nullptr, read_state_t* state = nullptr);
+// not well-formed (counted as far as the reader got).
+po_read_t countPoFile(std::string const& path, metrics_t& metrics);
 
 // An attribute's value as the DOM reads it (UTF-8), or none when the element
 // lacks it.
@@ -265,10 +245,8 @@ read_state_t loadPoDocument(std::string const& path, QDomDocument& doc);
 // Counts the goal into `metrics` as a walk of the whole document counts it:
 // its status first, then its mechanisms up to the first proved one, then
 // each mechanism with its drivers (an entry is made before its status is
-// checked). With `listed`, the goal is added there once its own status and
-// the proved mechanism are known (its tag left empty).
-void countGoal(goal_record_t const& goal, metrics_t& metrics,
-               std::vector<goal_detail_t>* listed = nullptr);
+// checked).
+void countGoal(goal_record_t const& goal, metrics_t& metrics);
 // The goal's status attribute, "Unproved" when absent.
 status_t recordedStatus(goal_record_t const& goal);
 // What the goal's first proof state, first iapa verdict and mechanisms call

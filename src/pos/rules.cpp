@@ -12,12 +12,18 @@ namespace {
     throw unknown_status_error(std::string(value), line);
 }
 
-// A status attribute, "Unproved" when absent.
+// A status attribute; an absent one reads as unproved.
 status_t checked(attr_t status, long long line) {
-    const std::string_view value = status.value_or("Unproved");
-    if (const auto known = statusOfUtf8(value))
+    if (!status)
+        return UNPROVED;
+    if (const auto known = statusOfUtf8(*status))
         return *known;
-    unknown(value, line);
+    unknown(*status, line);
+}
+
+// Whether the built-in prover proved the goal: no proof state, no proof.
+bool byProver(goal_record_t const& goal) {
+    return goal.proofState && provedByProver(*goal.proofState);
 }
 
 // The entry of `key`, made on first use.
@@ -51,7 +57,7 @@ void add(Record& record, status_t s, counters_t<Record> const& counters) {
 
 // The expected status of the goal without its mechanism `skip`.
 status_t expected(goal_record_t const& goal, std::size_t skip) {
-    unsigned seen = 1u << (provedByProver(goal.proofState.value_or("")) ? PROVED : UNPROVED);
+    unsigned seen = 1u << (byProver(goal) ? PROVED : UNPROVED);
     if (goal.verdict.kind != verdict_record_t::no_iapa) {
         const std::string_view value = goal.verdict.text;
         const auto verdict = verdictOfUtf8(value);
@@ -78,39 +84,24 @@ status_t expected(goal_record_t const& goal, std::size_t skip) {
 
 } // namespace
 
-void countGoal(goal_record_t const& goal, metrics_t& metrics, std::vector<goal_detail_t>* listed) {
+void countGoal(goal_record_t const& goal, metrics_t& metrics) {
     const status_t status = checked(goal.status, goal.line);
     ++metrics.nb_po;
     add(metrics, status, GOAL);
-    if (provedByProver(goal.proofState.value_or("Unproved")))
+    if (byProver(goal))
         ++metrics.nb_int;
     for (mechanism_record_t const& m : goal.mechanisms)
         if (checked(m.status, m.line) == PROVED) {
             ++metrics.nb_ext;
             break;
         }
-    goal_detail_t* detail = nullptr;
-    if (listed) {
-        detail = &listed->emplace_back(
-            goal_detail_t{{}, goal.obligation->number, goal.number, goal.line, status, {}});
-        detail->mechanisms.reserve(goal.mechanisms.size());
-    }
     for (mechanism_record_t const& m : goal.mechanisms) {
         mechanism_metrics_t& byName = entry(metrics.mechanisms, m.name.value_or(""));
         const status_t result = checked(m.status, m.line);
         add(byName, result, MECHANISM);
-        result_detail_t* mechanism = nullptr;
-        if (detail) {
-            mechanism = &detail->mechanisms.emplace_back(
-                result_detail_t{std::string(m.name.value_or("")), result, {}});
-            mechanism->drivers.reserve(m.drivers.size());
-        }
         for (driver_record_t const& d : m.drivers) {
             driver_metrics_t& driver = entry(byName.drivers, d.name.value_or(""));
-            const status_t driverResult = checked(d.status, d.line);
-            add(driver, driverResult, DRIVER);
-            if (mechanism)
-                mechanism->drivers.push_back({std::string(d.name.value_or("")), driverResult, {}});
+            add(driver, checked(d.status, d.line), DRIVER);
         }
     }
 }
@@ -126,7 +117,7 @@ status_t expectedStatus(goal_record_t const& goal) {
 status_t unprovedStatus(goal_record_t const& goal) {
     // The iapa verdict is deliberately ignored: only the built-in prover's
     // result stands.
-    return provedByProver(goal.proofState.value_or("Unproved")) ? PROVED : UNPROVED;
+    return byProver(goal) ? PROVED : UNPROVED;
 }
 
 std::size_t mechanismToRemove(goal_record_t const& goal, std::string_view name) {
